@@ -1,0 +1,39 @@
+#include "driver/diagnostics.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/cell.h"
+#include "driver/progress_channel.h"
+
+void die(const char* message) {
+  send_end();
+  fprintf(stderr, "%s\n", message);
+  exit(1);
+}
+
+void pdie(const char* message) {
+  int saved = errno;  // send_end may touch errno
+  send_end();
+  errno = saved;
+  perror(message);
+  exit(1);
+}
+
+void pdie_label(const char* label, const char* fallback) {
+  pdie(label != nullptr ? label : fallback);
+}
+
+void system_error_exit(const char* message) {
+  int code = errno;
+  printf("%s: %s\n", message, strerror(code));
+  fflush(stdout);
+  exit(code);
+}
+
+void error_at(const Cell* where, const char* message) {
+  fprintf(stderr, "File %s line %d character %d\n", where->file, where->line, where->character);
+  die(message);
+}

@@ -1,0 +1,57 @@
+#include "driver/subcommands.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/printer.h"
+#include "core/reader.h"
+#include "driver/diagnostics.h"
+
+static void run_test() {
+  die("talvon test: the self-test is not built yet");
+}
+
+static void run_echo(char** argv) {
+  print_cell_line(read_source(argv[2]));
+}
+
+static void run_exec(char**) {
+  die("talvon exec: the run driver is not built yet");
+}
+
+static void run_server(char**) {
+  die("talvon server: the run driver is not built yet");
+}
+
+struct Subcommand {
+  const char* name;
+  int argc;  // program name included
+  void (*run)(char** argv);
+};
+
+static const Subcommand SUBCOMMANDS[] = {
+    {"test", 2, [](char**) { run_test(); }},
+    {"echo", 3, run_echo},
+    {"exec", 5, run_exec},
+    {"server", 7, run_server},
+};
+
+[[noreturn]] static void usage() {
+  printf("Usage: talvon subcommand arg1 ... argn\n");
+  printf("\n");
+  printf("Only useful invokation from command line:\n");
+  printf("talvon test\n");
+  die("");
+}
+
+int talvon_main(int argc, char** argv) {
+  if (argc >= 2) {
+    for (const Subcommand& subcommand : SUBCOMMANDS) {
+      if (strcmp(argv[1], subcommand.name) == 0 && argc == subcommand.argc) {
+        subcommand.run(argv);
+        return 0;
+      }
+    }
+  }
+  usage();
+}
