@@ -1,7 +1,23 @@
 // The progress channel to the front end: a named pipe (a FIFO here) that
-// the front end creates and the back end joins as its only writer.
+// the front end creates and the back end joins as its only writer. Records
+// are raw native-order bytes: progress is the int 1 and a double, the end
+// of a failed run is the int 3.
 #pragma once
 
+#include <cstdint>
+
+// Waits without limit until the pipe exists, then opens it for writing.
+// A name whose atoi is negative ("-1") opens nothing.
+void open_progress_channel(const char* pipe_name);
+void close_progress_channel();
+
+// Sends (1, x) when round(100 x) differs from the last percentage.
+void send_progress(double x);
+
 // Sends the 4-byte end record if the channel is open, then closes it.
-// Does nothing while no channel is open.
+// Attempted at most once per process, so a failing write inside `die`
+// cannot lead back into `die`.
 void send_end();
+
+void send_int(int32_t value);
+void send_double(double value);
