@@ -17,12 +17,13 @@ struct Builtin {
 };
 
 static const Builtin builtins[] = {
-    {"replace", 3}, {"stringToSymbol", 1}, {"date", 2},   {"span", 2},   {"years2span", 1},
-    {"span2years", 1}, {"if", 3},          {"and", 2},    {"or", 2},     {"=", 2},
-    {"!=", 2},      {"<", 2},              {"<=", 2},     {">", 2},      {">=", 2},
-    {"+", 2},       {"*", 2},              {"-", 2},      {"/", 2},      {"^", 2},
-    {"min", 2},     {"max", 2},            {"list", -1},  {"aget", 2},   {"aget_default", 3},
-    {"cashflow", 1}, {"generate", 3},
+    {"replace", 3},    {"stringToSymbol", 1}, {"date", 2},       {"span", 2},
+    {"years2span", 1}, {"span2years", 1},     {"if", 3},         {"and", 2},
+    {"or", 2},         {"=", 2},              {"!=", 2},         {"<", 2},
+    {"<=", 2},         {">", 2},              {">=", 2},         {"+", 2},
+    {"*", 2},          {"-", 2},              {"/", 2},          {"^", 2},
+    {"min", 2},        {"max", 2},            {"list", -1},      {"aget", 2},
+    {"aget_default", 3}, {"cashflow", 1},     {"generate", 3},
 };
 
 void checkArity(int flag, const Cell* expression) {
