@@ -49,7 +49,9 @@ const Cell* env_of(const std::vector<std::pair<const char*, const char*>>& bindi
 }
 
 const Cell* run(const char* text, const Cell* defs = nullptr, const Cell* environment = nullptr) {
-  return eval(parse(text), defs != nullptr ? defs : nil(), environment != nullptr ? environment : nil());
+  if (defs == nullptr) defs = nil();
+  if (environment == nullptr) environment = nil();
+  return eval(parse(text), defs, environment);
 }
 
 struct ValueCase {
