@@ -41,11 +41,12 @@ const Cell* at_path(const Cell* c, std::initializer_list<int> path) {
   return c;
 }
 
+// Cells keep the path they were read under, so it must outlive them.
 const Cell* read_file_text(const TempDir& dir, const std::string& name,
                            const std::string& content) {
   std::string path = dir.file(name);
   write_file(path, content);
-  return read_source(path.c_str());
+  return read_source(strdup(path.c_str()));
 }
 
 // The Microsoft C runtime generator written out from its definition, to
@@ -220,6 +221,13 @@ TEST(ReaderTokens, BytesAboveOneHundredTwentySevenAreOrdinaryInTextsAndFiles) {
   const Cell* items = read_file_text(dir, "high.tal", "(\xe9 \"\xff\")");
   EXPECT_STREQ(first(first(items))->text, "\xe9");
   EXPECT_STREQ(second(first(items))->text, "\xff");
+}
+
+TEST(ReaderTokens, ACarriageReturnIsDroppedWhereverItStands) {
+  const Cell* cell = parse("a\rb");
+  ASSERT_TRUE(is_symbol(cell));
+  EXPECT_STREQ(cell->text, "ab");
+  EXPECT_EQ(parse("\r\r12\r")->whole, 12);
 }
 
 TEST(ReaderTokens, TokensEndAtParenthesesBlanksAndComments) {
@@ -516,6 +524,14 @@ TEST(ReaderDeathTest, AMissingFileCannotBeOpened) {
   Outcome scrambled = run_fatal([&] { read_scrambled_source(path.c_str()); });
   EXPECT_EQ(scrambled.status, 1);
   EXPECT_EQ(scrambled.err, "fopen(source): No such file or directory\n");
+}
+
+TEST(ReaderDeathTest, AFailedReadEndsWithItsLabel) {
+  TempDir dir;
+  Outcome o = run_fatal([&] { read_source(dir.path.c_str()); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err, "getc(): Is a directory\n");
 }
 
 }  // namespace
