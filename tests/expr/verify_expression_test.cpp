@@ -1,0 +1,350 @@
+#include "expr/verify_expression.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/cell.h"
+#include "core/list.h"
+#include "core/reader.h"
+#include "support/process.h"
+
+namespace {
+
+// A list of value definitions from "((f (x) body) (g () body) ...)", the
+// first item standing first, as the newest definition does.
+const Cell* defs_of(const char* text) {
+  const Cell* defs = nil();
+  for (const Cell* items = reverse(parse(text)); is_cons(items); items = tail(items)) {
+    const Cell* item = head(items);
+    defs = acons(first(item), cons(second(item), third(item)), defs);
+  }
+  return defs;
+}
+
+// A list of cdefs from "((d t_date) (s t_span) ...)", first item newest.
+const Cell* cdefs_of(const char* text) {
+  const Cell* cdefs = nil();
+  for (const Cell* items = reverse(parse(text)); is_cons(items); items = tail(items)) {
+    const Cell* item = head(items);
+    cdefs = acons(first(item), cons(second(item), integer(0)), cdefs);
+  }
+  return cdefs;
+}
+
+// The expression with its outermost pair at a position of its own, so that
+// a fault at the expression and one at its operator can be told apart.
+const Cell* relocated(const Cell* expression) {
+  if (!is_cons(expression)) return expression;
+  return cons_source(head(expression), tail(expression), 9, 99, "outer.tal");
+}
+
+const Cell* list_of(const std::vector<const Cell*>& items) {
+  const Cell* list = nil();
+  for (size_t i = items.size(); i-- > 0;) list = cons(items[i], list);
+  return list;
+}
+
+struct Context {
+  const char* bound = "()";
+  const char* states = "()";
+  const char* defs = "()";
+  const char* cdefs = "()";
+};
+
+Outcome check(const Cell* expression, const Context& c = {}) {
+  return run_fatal([&] {
+    verifyExpression(parse(c.bound), parse(c.states), cdefs_of(c.cdefs), defs_of(c.defs),
+                     expression);
+  });
+}
+
+Outcome check(const char* text, const Context& c = {}) {
+  return check(relocated(parse(text)), c);
+}
+
+// The place a fault is reported: 0 is the relocated outermost expression,
+// -1 no place at all (die), else a character of line 1 of the text.
+std::string place(int character) {
+  if (character == 0) return position("outer.tal", 9, 99);
+  if (character < 0) return "";
+  return position("(from string)", 1, character);
+}
+
+struct Passing {
+  const char* text;
+  Context context;
+};
+
+const Passing passing[] = {
+    {"1", {}},
+    {"2.5", {}},
+    {"\"s\"", {}},
+    {"()", {}},
+    {"x", {.bound = "(x)"}},
+    {"(+ x y)", {.bound = "(x y)"}},
+    {"(is active)", {.states = "(idle active)"}},
+    {"(function (x) (+ x 1))", {}},
+    {"(function (x) (+ x y))", {.bound = "(y)"}},
+    {"(function () 1)", {}},
+    {"(function (x) (function (y) (+ x y)))", {}},
+    {"(substitute (+ x 1) x 41)", {}},
+    {"(substitute (+ x y) x y)", {.bound = "(y)"}},
+    {"(quote (1 2 undefined (3)))", {}},
+    {"(parseBool 0)", {}},
+    {"(parseBool undefined)", {}},
+    {"(c 1)", {}},
+    {"(c (+ d s))", {.cdefs = "((d t_date) (s t_span))"}},
+    {"(c (v_real (+ x 1)))", {.bound = "(x)"}},
+    {"(parse \"x+1\")", {.bound = "(x)"}},
+    {"(parseEval \"years2span(65)\")", {}},
+    {"(parseEvalBig \"list(1,2,3)\")", {}},
+    {"(assoc (\"a\" 1) (\"b\" 2))", {}},
+    {"(assoc (\"a\" 1) (\"b\"))", {}},
+    {"(assoc (\"a\" 1) (\"b\" y))", {}},
+    {"(assoc (\"a\" 1) 5)", {}},
+    {"(assoc)", {.defs = "((assoc () 1))"}},
+    {"(list)", {}},
+    {"(list 1 2 3)", {}},
+    {"(f 1)", {.defs = "((f (x) x))"}},
+    {"(h)", {.defs = "((h () 1))"}},
+    {"(f 1)", {.defs = "((f (x) x) (f (x y) x))"}},
+    {"(max 1 2)", {.defs = "((max (a b c) a))"}},
+    {"(gauss 1 2 3)", {.defs = "((gauss (x m s) x))"}},
+    {"(cashflow p)", {.bound = "(p)"}},
+    {"(if (< x 1) (f x) (+ x 1))", {.bound = "(x)", .defs = "((f (x) x))"}},
+    {"(aget_default 7 (assoc (\"a\" 1)) \"b\")", {}},
+};
+
+TEST(VerifyExpressionTest, AcceptsWellFormedExpressions) {
+  for (const Passing& p : passing) {
+    Outcome o = check(p.text, p.context);
+    EXPECT_EQ(o.status, 0) << p.text << "\n" << o.err;
+    EXPECT_EQ(o.out, "") << p.text;
+    EXPECT_EQ(o.err, "") << p.text;
+  }
+}
+
+struct Failing {
+  const char* text;
+  Context context;
+  const char* out;
+  int where;
+  const char* message;
+};
+
+// A string read in a script lies at the character after its opening quote;
+// the text it holds starts one further on.
+const Failing failing[] = {
+    // Variables
+    {"y", {}, "\ny\n", 1, "Unbound symbol"},
+    {"(+ 1 y)", {}, "\ny\n", 6, "Unbound symbol"},
+    {"(+ y z)", {}, "\ny\n", 4, "Unbound symbol"},
+    {"(list y)", {.bound = "(x)", .states = "(y)"}, "\ny\n", 7, "Unbound symbol"},
+    // Operators and arity; arguments come before the arity and the operator
+    {"(+ 1)", {}, "", 0, "Wrong arity"},
+    {"(+ 1 2 3)", {}, "", 0, "Wrong arity"},
+    {"(+ y)", {}, "\ny\n", 4, "Unbound symbol"},
+    {"(1 2)", {}, "", 0, "Expression operators must be symbols"},
+    {"(\"f\" x)", {}, "", 0, "Expression operators must be symbols"},
+    {"((f) 1)", {}, "", 0, "Expression operators must be symbols"},
+    {"(g 1)", {}, "\n(g 1)\n", 0, "verifyCompoundExpression: Unknown operator"},
+    {"(g y)", {}, "\ny\n", 4, "Unbound symbol"},
+    {"(gauss 1 2 3)", {}, "\n(gauss 1 2 3)\n", 0, "verifyCompoundExpression: Unknown operator"},
+    {"(assoc)", {}, "\n(assoc)\n", 0, "verifyCompoundExpression: Unknown operator"},
+    {"(f)", {.defs = "((f (x) x))"}, "", 0, "Wrong arity"},
+    {"(f 1 2)", {.defs = "((f (x) x) (f (x y) x))"}, "", 0, "Wrong arity"},
+    {"(max 1 2 3)", {.defs = "((max (a b c) a))"}, "", 0, "Wrong arity"},
+    {"(generate a b)", {.bound = "(a b)"}, "", 0, "Wrong arity"},
+    {"(if (< x 1) (f x) (g x))", {.bound = "(x)", .defs = "((f (x) x))"}, "\n(g x)\n", 20,
+     "verifyCompoundExpression: Unknown operator"},
+    // is
+    {"(is)", {.states = "(a)"}, "", 0, "Arity of 'is' is 1"},
+    {"(is a b)", {.states = "(a b)"}, "", 0, "Arity of 'is' is 1"},
+    {"(is active)", {.bound = "(active)"}, "", 0, "Argument of 'is' must be state"},
+    {"(is idle)", {.states = "(active)"}, "", 0, "Argument of 'is' must be state"},
+    {"(function (x) (is x))", {}, "", 16, "Argument of 'is' must be state"},
+    // function
+    {"(function (x 1) x)", {}, "", 14, "Function arguments must be symbolds"},
+    {"(function (x) (+ x y))", {}, "\ny\n", 20, "Unbound symbol"},
+    {"(function (x) (function (y) (+ x z)))", {}, "\nz\n", 34, "Unbound symbol"},
+    {"(function (x))", {}, "", 0, "Arity of 'function' is 2"},
+    {"(function (x) x x)", {}, "", 0, "Arity of 'function' is 2"},
+    // substitute: the variable, then the expression, then the value
+    {"(substitute x x (+ x 1))", {}, "\nx\n", 20, "Unbound symbol"},
+    {"(substitute (+ x 1) \"x\" 41)", {}, "", 0,
+     "Second argument of 'substitute' must be a symbol"},
+    {"(substitute y 1 2)", {}, "", 0, "Second argument of 'substitute' must be a symbol"},
+    {"(substitute y x z)", {}, "\ny\n", 13, "Unbound symbol"},
+    {"(substitute x x)", {}, "", 0, "Arity of 'substitute' is 3"},
+    // quote, c, parseBool
+    {"(quote)", {}, "", 0, "Arity of 'quote' is 1"},
+    {"(quote 1 2)", {}, "", 0, "Arity of 'quote' is 1"},
+    {"(c)", {}, "", 0, "Arity of 'c' is 1"},
+    {"(c 1 2)", {}, "", 0, "Arity of 'c' is 1"},
+    {"(c (+ age 1))", {.bound = "(age)"}, "age\n", 7, "verifyCExpr: Unknown variable"},
+    {"(c \"a\")", {}, "\"a\"\n", 5, "verifyCExpr: Illegal atom"},
+    {"(c (v_date y))", {}, "\ny\n", 12, "Unbound symbol"},
+    {"(parseBool)", {}, "", 0, "Arity of 'parseBool' is 1"},
+    // parse, parseEval, parseEvalBig
+    {"(parse)", {}, "", 0, "Arity of 'parse' is 1"},
+    {"(parseEval)", {}, "", 0, "Arity of 'parseEval' is 1"},
+    {"(parseEvalBig \"1\" \"2\")", {}, "", 0, "Arity of 'parseEvalBig' is 1"},
+    {"(parse 5)", {}, "", 0, "Arg 1 of 'parse' must be string"},
+    {"(parseEval x)", {}, "", 0, "Arg 1 of 'parse' must be string"},
+    {"(parseEvalBig (quote x))", {}, "", 0, "Arg 1 of 'parse' must be string"},
+    {"(parse \"dfsa_yield(t)\")", {}, "\nt\n", 21, "Unbound symbol"},
+    {"(parseEval \"g(1)\")", {}, "\n(g 1)\n", 14, "verifyCompoundExpression: Unknown operator"},
+    {"(parseEvalBig \"a ! b\")", {.bound = "(a b)"}, "", 20, "exprected = after !"},
+    // assoc: only its first pair is looked at
+    {"(assoc (\"a\") (\"b\" 2))", {}, "", 10, "Malformed assoc"},
+    {"(assoc (\"a\" 1 2))", {}, "", 10, "Malformed assoc"},
+    {"(assoc 5)", {}, "", 8, "Malformed assoc"},
+    {"(assoc (\"a\" y))", {}, "\ny\n", 13, "Unbound symbol"},
+    {"(assoc (y 1))", {}, "\ny\n", 9, "Unbound symbol"},
+};
+
+TEST(VerifyExpressionDeathTest, ReportsTheFirstFaultAtItsPlace) {
+  for (const Failing& f : failing) {
+    Outcome o = check(f.text, f.context);
+    EXPECT_EQ(o.status, 1) << f.text;
+    EXPECT_EQ(o.out, f.out) << f.text;
+    EXPECT_EQ(o.err, place(f.where) + f.message + "\n") << f.text;
+  }
+}
+
+// Every built-in operation takes exactly its number of arguments.
+TEST(VerifyExpressionDeathTest, BuiltinArities) {
+  const struct {
+    const char* name;
+    int arity;
+  } builtins[] = {
+      {"replace", 3}, {"stringToSymbol", 1}, {"date", 2}, {"span", 2},  {"years2span", 1},
+      {"span2years", 1}, {"if", 3},          {"and", 2},  {"or", 2},    {"=", 2},
+      {"!=", 2},      {"<", 2},              {"<=", 2},   {">", 2},     {">=", 2},
+      {"+", 2},       {"*", 2},              {"-", 2},    {"/", 2},     {"^", 2},
+      {"min", 2},     {"max", 2},            {"aget", 2}, {"aget_default", 3},
+      {"cashflow", 1}, {"generate", 3},
+  };
+  for (const auto& b : builtins) {
+    for (int n = 0; n <= 4; n++) {
+      std::vector<const Cell*> items{symbol(b.name)};
+      for (int i = 0; i < n; i++) items.push_back(integer(i));
+      Outcome o = check(list_of(items));
+      if (n == b.arity) {
+        EXPECT_EQ(o.status, 0) << b.name << " with " << n << "\n" << o.err;
+      } else {
+        EXPECT_EQ(o.status, 1) << b.name << " with " << n;
+        EXPECT_EQ(o.err.substr(o.err.find('\n') + 1), "Wrong arity\n") << b.name << " with " << n;
+      }
+    }
+  }
+}
+
+TEST(VerifyExpressionDeathTest, ListTakesAnyNumberOfArguments) {
+  for (int n = 0; n <= 5; n++) {
+    std::vector<const Cell*> items{symbol("list")};
+    for (int i = 0; i < n; i++) items.push_back(integer(i));
+    EXPECT_EQ(check(list_of(items)).status, 0) << n;
+  }
+}
+
+TEST(VerifyExpressionDeathTest, DatesAndSpansAreUnexpected) {
+  const Cell* month = date(12 * 2019 + 10);
+  const Cell* cases[] = {
+      month,
+      span_at(12, month),
+      list3(symbol("+"), integer(1), span_at(12, month)),
+      list3(symbol("function"), nil(), month),
+  };
+  for (const Cell* c : cases) {
+    Outcome o = check(c);
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.out, "");
+    EXPECT_EQ(o.err, "Unexpected tag\n");
+  }
+  // Unexamined places may hold them, and a C-level expression has dates.
+  EXPECT_EQ(check(list2(symbol("quote"), month)).status, 0);
+  EXPECT_EQ(check(list2(symbol("parseBool"), month)).status, 0);
+  EXPECT_EQ(check(list2(symbol("c"), month)).status, 0);
+}
+
+TEST(VerifyExpressionDeathTest, ArgumentListsMustEndInNil) {
+  // (+ 1 . 2): the elements before the end are checked first.
+  Outcome o = check(cons(symbol("+"), cons(integer(1), integer(2))));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err, "Malformed expression list\n");
+
+  o = check(cons(symbol("list"), cons(parse("y"), integer(2))));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, position("(from string)", 1, 1) + "Unbound symbol\n");
+}
+
+TEST(VerifyExpressionDeathTest, MalformedAssocAtAnEmptyFirstPair) {
+  // The empty list read in a script lies at the reader's own place.
+  Outcome o = check("(assoc () (\"a\" 1))");
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err.rfind("File core/reader.cpp line ", 0), 0u) << o.err;
+  EXPECT_NE(o.err.find(" character 0\nMalformed assoc\n"), std::string::npos) << o.err;
+}
+
+TEST(VerifyExpressionDeathTest, ListOfExpressions) {
+  auto run = [&](const char* text) {
+    return run_fatal([&] { verifyExpressionList(nil(), nil(), nil(), nil(), parse(text)); });
+  };
+  EXPECT_EQ(run("()").status, 0);
+  EXPECT_EQ(run("(1 \"a\" (list))").status, 0);
+  Outcome o = run("(1 y z)");
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "\ny\n");
+  EXPECT_EQ(o.err, position("(from string)", 1, 4) + "Unbound symbol\n");
+}
+
+TEST(VerifyExpressionDeathTest, FunctionArgumentsAndArityDirectly) {
+  EXPECT_EQ(run_fatal([] { verifyFunctionArguments(parse("()")); }).status, 0);
+  EXPECT_EQ(run_fatal([] { verifyFunctionArguments(parse("(a b)")); }).status, 0);
+  Outcome o = run_fatal([] { verifyFunctionArguments(parse("(a b \"c\" 4)")); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, position("(from string)", 1, 7) + "Function arguments must be symbolds\n");
+
+  EXPECT_EQ(run_fatal([] { checkArity(TRUE, parse("(f 1)")); }).status, 0);
+  o = run_fatal([] { checkArity(FALSE, parse(" (f 1)")); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err, position("(from string)", 1, 3) + "Wrong arity\n");
+
+  EXPECT_EQ(run_fatal([] {
+              verifyCompoundExpression(nil(), nil(), nil(), nil(), parse("(+ 1 2)"));
+            }).status,
+            0);
+}
+
+// Argument and parameter lists of tens of thousands of elements.
+TEST(VerifyExpressionDeathTest, LongLists) {
+  const int n = 50000;
+  std::vector<const Cell*> items{symbol("list")};
+  for (int i = 0; i < n; i++) items.push_back(integer(i));
+  EXPECT_EQ(check(list_of(items)).status, 0);
+
+  items.push_back(parse("y"));
+  Outcome o = check(list_of(items));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, position("(from string)", 1, 1) + "Unbound symbol\n");
+
+  std::vector<const Cell*> parameters;
+  for (int i = 0; i < n; i++) {
+    parameters.push_back(symbol(strdup(("p" + std::to_string(i)).c_str())));
+  }
+  EXPECT_EQ(check(list3(symbol("function"), list_of(parameters), parameters.back())).status, 0);
+
+  std::string text = "(parseEvalBig \"list(0";
+  for (int i = 1; i < 30000; i++) text += "," + std::to_string(i);
+  text += ")\")";
+  EXPECT_EQ(check(text.c_str()).status, 0);
+}
+
+}  // namespace
