@@ -139,7 +139,7 @@ TEST(SplitsDeathTest, FaultsReportedAtTheirCell) {
       {{"(split (x) all (a b) (init x) 5)"}, at(2, 31) + "Malformed split\n", ""},
       {{"(split (x) all (a b) 4 (init x) 5)"}, at(2, 33) + "Malformed split\n", ""},
       {{"(split (x) all (a b) (init x) (interest 1))"}, at(2, 32) + "Unknown split keyword\n", ""},
-      {{"(split (x) all (a b) (foo 1) (init x) (bar 2))"}, at(2, 39) + "Unknown split keyword\n", ""},
+      {{"(split (x) all (a b) (foo 1) (init x) (bar 2))"}, at(2, 40) + "Unknown split keyword\n", ""},
       // The keyword check comes before the init check.
       {{"(split (x) all (a b) (interest 1))"}, at(2, 23) + "Unknown split keyword\n", ""},
       {{"(split (x) all (a b) (init y) (init x))"},
