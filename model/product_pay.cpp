@@ -17,9 +17,7 @@ static const Cell* addUndivided(const Cell* tuple, const Cell* result) {
   return result;
 }
 
-const Cell* tupleToStates(const Cell* tuple) {
-  return addUndivided(tuple, nil());
-}
+const Cell* tupleToStates(const Cell* tuple) { return addUndivided(tuple, nil()); }
 
 const Cell* nodeTuplesToConjunctions(const Cell* nodeTuples) {
   const Cell* conjunctions = nil();

@@ -40,8 +40,9 @@ const Cell* verifyProductDef(const Cell* cdefs, const Cell* defs, const Cell* kn
   const Cell* tree = statesToSplitAssoc(productDefToStates(cashflow), states);
   const Cell* tuples = splitAssocToNodeTuples(tree);
   const Cell* pay = productDefToPay(cashflow, tuples);
-  const Cell* record = acons(symbol("nodeTuples"), tuples,
-                             acons(symbol("splitAssoc"), tree, acons(symbol("expiry"), expiry, pay)));
+  const Cell* record =
+      acons(symbol("nodeTuples"), tuples,
+            acons(symbol("splitAssoc"), tree, acons(symbol("expiry"), expiry, pay)));
   return acons(name, record, products);
 }
 

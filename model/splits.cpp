@@ -20,7 +20,8 @@ const Cell* statementsToStates(const Cell* cdefs, const Cell* defs, const Cell* 
                                const Cell* states) {
   for (; is_cons(statements); statements = tail(statements)) {
     const Cell* statement = head(statements);
-    if (isStatementOf(statement, "split")) states = verifySplit(cdefs, defs, tail(statement), states);
+    if (isStatementOf(statement, "split"))
+      states = verifySplit(cdefs, defs, tail(statement), states);
   }
   return states;
 }
@@ -94,7 +95,8 @@ const Cell* verifySplit(const Cell* cdefs, const Cell* defs, const Cell* argumen
                         const Cell* states) {
   if (!is_cons(arguments)) error_at(arguments, "Split must have parameters");
   const Cell* parameters = head(arguments);
-  verifySymbolList(parameters, "Malformed split parameter list", "Split parameters must be symbols");
+  verifySymbolList(parameters, "Malformed split parameter list",
+                   "Split parameters must be symbols");
 
   const Cell* rest = tail(arguments);
   if (!is_cons(rest)) error_at(arguments, "Split must have parent state");
@@ -114,7 +116,8 @@ const Cell* verifySplit(const Cell* cdefs, const Cell* defs, const Cell* argumen
   const Cell* weights = aget_named(groups, "weight");
   const Cell* intensities = aget_named(groups, "intensity");
   const Cell* inits = aget_named(groups, "init");
-  const Cell* unknown = aremove_named(aremove_named(aremove_named(groups, "weight"), "intensity"), "init");
+  const Cell* unknown =
+      aremove_named(aremove_named(aremove_named(groups, "weight"), "intensity"), "init");
   if (!is_nil(unknown)) error_at(unknown, "Unknown split keyword");
 
   const Cell* init = verifyInit(defs, parameters, children, inits);

@@ -1,4 +1,6 @@
 // Product definitions: their checks, state spaces and pay data.
+#include "model/products.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -10,7 +12,6 @@
 #include "core/reader.h"
 #include "model/product_pay.h"
 #include "model/product_states.h"
-#include "model/products.h"
 #include "model/splits.h"
 #include "model/statements.h"
 #include "support/process.h"
@@ -54,9 +55,7 @@ std::string text(const Cell* c) {
   return result;
 }
 
-std::string at(int line, int character) {
-  return position("(from string)", line, character);
-}
+std::string at(int line, int character) { return position("(from string)", line, character); }
 
 const std::string AB = "(split (x) all (a b) (init x))";
 const std::string CD = "(split (y) all (c d) (init y))";
@@ -70,12 +69,11 @@ const Cell* recordOf(const std::vector<std::string>& lines) {
   return tail(head(products));
 }
 
-std::string field(const Cell* record, const char* key) {
-  return text(aget_named(record, key));
-}
+std::string field(const Cell* record, const char* key) { return text(aget_named(record, key)); }
 
 TEST(ProductsTest, WhilePaysInTheNamedState) {
-  const Cell* record = recordOf({AB, "(product_definition (p n) (= 0 0) (while a (* 2 (v_real n))))"});
+  const Cell* record =
+      recordOf({AB, "(product_definition (p n) (= 0 0) (while a (* 2 (v_real n))))"});
   EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry payStates paySize payTransitions)");
   EXPECT_EQ(field(record, "nodeTuples"), "(((a)) ((b)))");
   EXPECT_EQ(field(record, "payStates"), "(((a)))");
@@ -100,7 +98,8 @@ TEST(ProductsTest, OrderOfStatesPlacesTheSplits) {
 }
 
 TEST(ProductsDeathTest, ConjunctionNamingNoProductStateDies) {
-  const Cell* statements = script({AB, CD, "(product_definition (p) (= 0 0) (while (or (and a c) a) 1))"});
+  const Cell* statements =
+      script({AB, CD, "(product_definition (p) (= 0 0) (while (or (and a c) a) 1))"});
   Outcome o = run_fatal([&] { runPasses(statements); });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.err, "setAget: conjunction not found\n");
@@ -111,8 +110,8 @@ TEST(ProductsTest, WhenPaysOnTheNamedMoves) {
   const Cell* record = recordOf({AB, "(product_definition (p) (< d e) (when (to a b) 5))", DATES});
   EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry payTransitions paySize payStates)");
   EXPECT_EQ(text(aget_named(record, "payTransitions")), "((((a)) (b)))");
-  EXPECT_TRUE(equal(head(aget_named(record, "payTransitions")),
-                    cons(parse("((a))"), parse("((b))"))));
+  EXPECT_TRUE(
+      equal(head(aget_named(record, "payTransitions")), cons(parse("((a))"), parse("((b))"))));
   EXPECT_EQ(field(record, "payStates"), "()");
   EXPECT_EQ(field(record, "paySize"), "5");
 }
@@ -121,8 +120,7 @@ TEST(ProductsTest, WhenPaysOnTheNamedMoves) {
 TEST(ProductsTest, AlternativesPayInReverseOrder) {
   const Cell* record = recordOf({AB, "(product_definition (p) (= 0 0) (while (or a b) 1))"});
   EXPECT_EQ(field(record, "payStates"), "(((b)) ((a)))");
-  record = recordOf({AB, CD,
-                     "(product_definition (p) (= 0 0)",
+  record = recordOf({AB, CD, "(product_definition (p) (= 0 0)",
                      "  (when (or (to (and a c) (and b c)) (to (and b d) (and a d))) 1))"});
   EXPECT_EQ(field(record, "nodeTuples"), "(((c) (a)) ((c) (b)) ((d) (a)) ((d) (b)))");
   const Cell* expected = list2(cons(parse("((d) (b))"), parse("((d) (a))")),
@@ -142,12 +140,13 @@ TEST(ProductsTest, PlainAmountHasTheOneEmptyState) {
 }
 
 TEST(ProductsTest, LinearCombinationPaysAsAWhole) {
-  const Cell* record = recordOf({"(product_definition (p) (= 0 0) (linear_combination (1 (q 2)) (0.5 (r))))"});
+  const Cell* record =
+      recordOf({"(product_definition (p) (= 0 0) (linear_combination (1 (q 2)) (0.5 (r))))"});
   EXPECT_EQ(field(record, "paySize"), "(linear_combination (1 (q 2)) (0.500000 (r)))");
   EXPECT_EQ(field(record, "payStates"), "(())");
   EXPECT_EQ(text(akeys(runPasses(script({"(product_definition (p) (= 0 0) (linear_combination))",
                                          "(product_definition (q) (= 0 0) 1)"}))
-                          .products)),
+                           .products)),
             "(q p)");
 }
 
@@ -157,9 +156,9 @@ TEST(ProductsTest, SplitTreeHoldsThePathsToTheNamedStates) {
   EXPECT_EQ(field(record, "nodeTuples"), "(((a (c))) ((a (d))) ((b)))");
   const Cell* s1 = head(aget(m.states, symbol("a")));
   const Cell* s2 = head(aget(m.states, symbol("c")));
-  const Cell* expected = list1(cons(s1, list2(cons(symbol("a"), list1(cons(s2, list2(list1(symbol("c")),
-                                                                                      list1(symbol("d")))))),
-                                              list1(symbol("b")))));
+  const Cell* expected = list1(cons(
+      s1, list2(cons(symbol("a"), list1(cons(s2, list2(list1(symbol("c")), list1(symbol("d")))))),
+                list1(symbol("b")))));
   EXPECT_TRUE(equal(aget_named(record, "splitAssoc"), expected)) << field(record, "splitAssoc");
   EXPECT_EQ(field(record, "payStates"), "(((a (c))))");
 }
@@ -167,8 +166,9 @@ TEST(ProductsTest, SplitTreeHoldsThePathsToTheNamedStates) {
 TEST(ProductsTest, SplitsStandInTheOrderTheWalkMeetsThem) {
   // e, the last state named, is met first; then c, whose path brings the
   // split into a and b and, inside a, the split into c and d.
-  Model m = runPasses(script({AB, A_CD, "(split (z) all (e f) (init z))",
-                              "(product_definition (p) (= 0 0) (while (or (and b f) (and c e)) 1))"}));
+  Model m =
+      runPasses(script({AB, A_CD, "(split (z) all (e f) (init z))",
+                        "(product_definition (p) (= 0 0) (while (or (and b f) (and c e)) 1))"}));
   const Cell* record = tail(head(m.products));
   EXPECT_EQ(field(record, "nodeTuples"),
             "(((e) (a (c))) ((e) (a (d))) ((e) (b)) ((f) (a (c))) ((f) (a (d))) ((f) (b)))");
@@ -216,7 +216,8 @@ TEST(ProductStatesTest, NodeTuplesVaryTheFirstSplitSlowest) {
 TEST(ProductPayTest, UndividedStatesOfATuple) {
   EXPECT_EQ(text(tupleToStates(parse("((a (c (e)) (d)) (f))"))), "(f d e)");
   EXPECT_EQ(text(tupleToStates(nil())), "()");
-  EXPECT_EQ(text(nodeTuplesToConjunctions(parse("(((a)) ((b (c))))"))), "(((c) (b (c))) ((a) (a)))");
+  EXPECT_EQ(text(nodeTuplesToConjunctions(parse("(((a)) ((b (c))))"))),
+            "(((c) (b (c))) ((a) (a)))");
   const Cell* conjunctions = nodeTuplesToConjunctions(parse("(((c) (a)) ((c) (b)))"));
   EXPECT_EQ(text(setAget(conjunctions, parse("(b c b)"))), "((c) (b))");
   EXPECT_EQ(text(conjunctionToStates(parse("(and a b)"))), "(a b)");
@@ -232,9 +233,9 @@ TEST(ProductPayDeathTest, SetAgetWithoutAMatchDiesWithoutPosition) {
 }
 
 TEST(ProductStatesTest, InitialTupleFromThePolicyEnvironment) {
-  Model m = runPasses(script({"(split (x) all (a b) (init x))",
-                              "(split (y) a (c d) (init (if y (is d) (is c))))",
-                              "(product_definition (p) (= 0 0) (while d 1))"}));
+  Model m = runPasses(
+      script({"(split (x) all (a b) (init x))", "(split (y) a (c d) (init (if y (is d) (is c))))",
+              "(product_definition (p) (= 0 0) (while d 1))"}));
   const Cell* record = tail(head(m.products));
   const Cell* tree = aget_named(record, "splitAssoc");
   const Cell* tuples = aget_named(record, "nodeTuples");
@@ -300,11 +301,12 @@ TEST(ProductsDeathTest, FaultsReportedAtTheirCell) {
       {"(product_definition (p) (= 0 0) (when (to (or a) b) 1))", 44, "Malformed state conjunction",
        ""},
       {"(product_definition (p) (= 0 0) (when (to (and a all) b) 1))", 50, "Unknown state", ""},
-      {"(product_definition (p) (= 0 0) (when (to a b) d))", 34, "when: cashflow must be a real", ""},
+      {"(product_definition (p) (= 0 0) (when (to a b) d))", 34, "when: cashflow must be a real",
+       ""},
       {"(product_definition (p) (= 0 0) (while a))", 34, "while takes two arguments", ""},
       {"(product_definition (p) (= 0 0) (while a 1 2))", 34, "while takes two arguments", ""},
-      {"(product_definition (p) (= 0 0) (while (or a (or b)) 1))", 47, "Malformed state conjunction",
-       ""},
+      {"(product_definition (p) (= 0 0) (while (or a (or b)) 1))", 47,
+       "Malformed state conjunction", ""},
       {"(product_definition (p) (= 0 0) (while all 1))", 40, "Unknown state", ""},
       {"(product_definition (p) (= 0 0) (while (and a x) 1))", 47, "Unknown state", ""},
       {"(product_definition (p) (= 0 0) (while (or a b c) 1))", 48, "Unknown state", ""},
@@ -334,7 +336,8 @@ TEST(ProductsDeathTest, NoArgumentsReportAtTheReadersEmptyList) {
   Outcome o = run_fatal([&] { runPasses(statements); });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.err.rfind("File core/reader.cpp line ", 0), 0u) << o.err;
-  EXPECT_NE(o.err.find(" character 0\nProduct definitions take three arguments\n"), std::string::npos)
+  EXPECT_NE(o.err.find(" character 0\nProduct definitions take three arguments\n"),
+            std::string::npos)
       << o.err;
 }
 

@@ -1,4 +1,6 @@
 // Split statements and the `states` they build.
+#include "model/splits.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -8,7 +10,6 @@
 #include "core/list.h"
 #include "core/printer.h"
 #include "core/reader.h"
-#include "model/splits.h"
 #include "model/statements.h"
 #include "support/process.h"
 
@@ -41,9 +42,7 @@ std::string text(const Cell* c) {
   return result;
 }
 
-std::string at(int line, int character) {
-  return position("(from string)", line, character);
-}
+std::string at(int line, int character) { return position("(from string)", line, character); }
 
 // Whether stderr is a position in talvon's own file, character 0, then the message.
 bool ownPosition(const std::string& err, const std::string& file, const std::string& message) {
@@ -127,7 +126,9 @@ const std::string OK = "(split (x) all (a b) (init x))";
 TEST(SplitsDeathTest, FaultsReportedAtTheirCell) {
   const Fault faults[] = {
       {{"(split x all (a b) (init x))"}, at(2, 8) + "Malformed split parameter list\n", ""},
-      {{"(split (x 1 y) all (a b) (init x))"}, at(2, 11) + "Split parameters must be symbols\n", ""},
+      {{"(split (x 1 y) all (a b) (init x))"},
+       at(2, 11) + "Split parameters must be symbols\n",
+       ""},
       {{"(split (x))"}, at(2, 9) + "Split must have parent state\n", ""},
       {{"(split (x) (all) (a b) (init x))"}, at(2, 13) + "Split parent must be a symbol\n", ""},
       {{"(split (x) 1 (a b) (init x))"}, at(2, 12) + "Split parent must be a symbol\n", ""},
@@ -139,39 +140,55 @@ TEST(SplitsDeathTest, FaultsReportedAtTheirCell) {
       {{"(split (x) all (a b) (init x) 5)"}, at(2, 31) + "Malformed split\n", ""},
       {{"(split (x) all (a b) 4 (init x) 5)"}, at(2, 33) + "Malformed split\n", ""},
       {{"(split (x) all (a b) (init x) (interest 1))"}, at(2, 32) + "Unknown split keyword\n", ""},
-      {{"(split (x) all (a b) (foo 1) (init x) (bar 2))"}, at(2, 40) + "Unknown split keyword\n", ""},
+      {{"(split (x) all (a b) (foo 1) (init x) (bar 2))"},
+       at(2, 40) + "Unknown split keyword\n",
+       ""},
       // The keyword check comes before the init check.
       {{"(split (x) all (a b) (interest 1))"}, at(2, 23) + "Unknown split keyword\n", ""},
       {{"(split (x) all (a b) (init y) (init x))"},
-       at(2, 28) + "Split must have one initiation statement\n", ""},
+       at(2, 28) + "Split must have one initiation statement\n",
+       ""},
       {{"(split (x) all (a b) (init x x))"}, at(2, 28) + "Split must have one expression\n", ""},
       {{"(split () all (a b) (init x))"}, at(2, 27) + "Unbound symbol\n", "\nx\n"},
       {{"(split (x) all (a b) (init (is c)))"}, at(2, 29) + "Argument of 'is' must be state\n", ""},
       {{"(split (x) all (a b) (init x) (intensity a b))"},
-       at(2, 42) + "Intensities must take three arguments\n", ""},
+       at(2, 42) + "Intensities must take three arguments\n",
+       ""},
       {{"(split (x) all (a b) (init x) (intensity a b 1 2))"},
-       at(2, 42) + "Intensities must take three arguments\n", ""},
+       at(2, 42) + "Intensities must take three arguments\n",
+       ""},
       {{"(split (x) all (a b) (init x) (intensity c b 0.1))"},
-       at(2, 42) + "First argument of intensity must be a state\n", ""},
+       at(2, 42) + "First argument of intensity must be a state\n",
+       ""},
       {{"(split (x) all (a b) (init x) (intensity a c 0.1))"},
-       at(2, 42) + "Second argument of intensity must be a state\n", ""},
+       at(2, 42) + "Second argument of intensity must be a state\n",
+       ""},
       // A later intensity clause is checked as well.
-      {{"(split (x) all (a b) (init x)", "  (intensity a b 0.1) (intensity b a 0.2) (intensity a c 0.3))"},
-       at(3, 54) + "Second argument of intensity must be a state\n", ""},
+      {{"(split (x) all (a b) (init x)",
+        "  (intensity a b 0.1) (intensity b a 0.2) (intensity a c 0.3))"},
+       at(3, 54) + "Second argument of intensity must be a state\n",
+       ""},
       {{"(split (x) all (a b) (init x) (intensity a b (v_date x)))"},
-       at(2, 42) + "intensities shall be reals\n", ""},
-      {{"(split (x) all (a b) (init x) (weight a))"}, at(2, 39) + "Weights take two arguments\n", ""},
+       at(2, 42) + "intensities shall be reals\n",
+       ""},
+      {{"(split (x) all (a b) (init x) (weight a))"},
+       at(2, 39) + "Weights take two arguments\n",
+       ""},
       {{"(split (x) all (a b) (init x) (weight c 0.5))"},
-       at(2, 39) + "First argument of weight must be a split state\n", ""},
+       at(2, 39) + "First argument of weight must be a split state\n",
+       ""},
       {{"(split (x) all (a b) (init x) (weight b 0.5) (weight a (v_date x)))"},
-       at(2, 54) + "weights shall be reals\n", ""},
+       at(2, 54) + "weights shall be reals\n",
+       ""},
       {{OK, "(split (x) all (c a) (init x))"}, at(3, 19) + "Split children must be unique\n", ""},
       {{"(split (x) all (a b a) (init x))"}, at(2, 21) + "Split children must be unique\n", ""},
       {{"(split (x) all (a b) (init x))", "(split (y) b (c b) (init y))"},
-       at(3, 17) + "Split children must be unique\n", ""},
+       at(3, 17) + "Split children must be unique\n",
+       ""},
       // Uniqueness comes after all clause checks.
       {{"(split (x) all (a a) (init x) (weight c 1))"},
-       at(2, 39) + "First argument of weight must be a split state\n", ""},
+       at(2, 39) + "First argument of weight must be a split state\n",
+       ""},
   };
   for (const Fault& f : faults) {
     const Cell* statements = script(f.lines);
@@ -213,12 +230,13 @@ TEST(SplitsDeathTest, DottedListsAreMalformed) {
   const Cell* init = list1(list2(symbol("init"), x));
   const Cell* children = cons(symbol("a"), cons(symbol("b"), y));
   Outcome o = run_fatal([&] {
-    verifySplit(nil(), nil(), cons(cons(x, y), cons(all, cons(list2(symbol("a"), symbol("b")), init))),
-                nil());
+    verifySplit(nil(), nil(),
+                cons(cons(x, y), cons(all, cons(list2(symbol("a"), symbol("b")), init))), nil());
   });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.err, position("model.tal", 4, 6) + "Malformed split parameter list\n");
-  o = run_fatal([&] { verifySplit(nil(), nil(), cons(list1(x), cons(all, cons(children, init))), nil()); });
+  o = run_fatal(
+      [&] { verifySplit(nil(), nil(), cons(list1(x), cons(all, cons(children, init))), nil()); });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.err, position("model.tal", 4, 6) + "Malformed split children list\n");
 }

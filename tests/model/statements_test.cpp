@@ -1,4 +1,6 @@
 // The statement kinds, value definitions and cdefs, and the five passes.
+#include "model/statements.h"
+
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -11,7 +13,6 @@
 #include "core/reader.h"
 #include "model/products.h"
 #include "model/splits.h"
-#include "model/statements.h"
 #include "support/process.h"
 
 namespace {
@@ -54,9 +55,7 @@ std::string text(const Cell* c) {
   return result;
 }
 
-std::string at(int line, int character) {
-  return position("(from string)", line, character);
-}
+std::string at(int line, int character) { return position("(from string)", line, character); }
 
 // Position line of a cell the reader or a list operation made itself.
 std::string own(const std::string& err, const std::string& file, const std::string& message) {
@@ -135,12 +134,13 @@ TEST(StatementsDeathTest, FaultsReportedAtTheirCell) {
       {{"(define x 1)"}, at(2, 9) + "Malformed value lhs\n", ""},
       {{"(define (f x))"}, at(2, 10) + "Value definitions take two arguments\n", ""},
       {{"(define (f x) x 1)"}, at(2, 10) + "Value definitions take two arguments\n", ""},
-      {{"(define (f x 1 \"y\") x)"}, at(2, 14) +
-                                       "First argument of value def must be list of symbols\n",
+      {{"(define (f x 1 \"y\") x)"},
+       at(2, 14) + "First argument of value def must be list of symbols\n",
        ""},
       {{"(define (f x) y)"}, at(2, 15) + "Unbound symbol\n", "\ny\n"},
       {{"(define (g) (f 1))", "(define (f x) x)"},
-       at(2, 14) + "verifyCompoundExpression: Unknown operator\n", "\n(f 1)\n"},
+       at(2, 14) + "verifyCompoundExpression: Unknown operator\n",
+       "\n(f 1)\n"},
       {{"(define (f) (f))"}, at(2, 14) + "verifyCompoundExpression: Unknown operator\n", "\n(f)\n"},
       {{"(cdef t_date)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
       {{"(cdef t_date x 1 2)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
@@ -148,12 +148,12 @@ TEST(StatementsDeathTest, FaultsReportedAtTheirCell) {
       {{"(cdef \"t_date\" x 1)"}, at(2, 8) + "Type must be atom\n", ""},
       {{"(cdef t_real x 1)"}, at(2, 7) + "Type must be t_date or t_span\n", ""},
       {{"(cdef t_date 5 (v_date 1))"}, at(2, 7) + "Malformed lhs of 'cdef'\n", ""},
-      {{"(cdef t_date d (v_date 1))", "(cdef t_span s d)"}, at(3, 7) + "cdef: type mismatch\n",
-       ""},
+      {{"(cdef t_date d (v_date 1))", "(cdef t_span s d)"}, at(3, 7) + "cdef: type mismatch\n", ""},
       {{"(cdef t_date d 1)"}, at(2, 7) + "cdef: type mismatch\n", ""},
       // A cdef sees only the cdefs before it.
       {{"(cdef t_date a b)", "(cdef t_date b (v_date 1))"},
-       at(2, 16) + "verifyCExpr: Unknown variable\n", "b\n"},
+       at(2, 16) + "verifyCExpr: Unknown variable\n",
+       "b\n"},
   });
 }
 
