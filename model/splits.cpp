@@ -20,8 +20,9 @@ const Cell* statementsToStates(const Cell* cdefs, const Cell* defs, const Cell* 
                                const Cell* states) {
   for (; is_cons(statements); statements = tail(statements)) {
     const Cell* statement = head(statements);
-    if (isStatementOf(statement, "split"))
+    if (isStatementOf(statement, "split")) {
       states = verifySplit(cdefs, defs, tail(statement), states);
+    }
   }
   return states;
 }
