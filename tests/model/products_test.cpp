@@ -1,0 +1,344 @@
+// Product definitions: their checks, state spaces and pay data.
+#include "model/products.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "core/list.h"
+#include "core/printer.h"
+#include "core/reader.h"
+#include "model/product_pay.h"
+#include "model/product_states.h"
+#include "model/splits.h"
+#include "model/statements.h"
+#include "support/process.h"
+
+namespace {
+
+// The statements stand one a line from line 2 on, inside one outer list.
+const Cell* script(const std::vector<std::string>& lines) {
+  static std::vector<std::string> texts;  // cells keep pointers into the text
+  std::string text = "(\n";
+  for (const std::string& line : lines) text += line + "\n";
+  texts.push_back(text + ")");
+  return parse(texts.back().c_str());
+}
+
+struct Model {
+  const Cell* defs;
+  const Cell* cdefs;
+  const Cell* states;
+  const Cell* products;
+};
+
+Model runPasses(const Cell* statements) {
+  verifyStatements(statements);
+  Model m{};
+  m.defs = statementsToDefs(statements);
+  m.cdefs = statementsToCdefs(statements, m.defs);
+  m.states = statementsToStates(m.cdefs, m.defs, statements, nil());
+  m.products = statementsToProducts(m.cdefs, m.defs, statements, m.states);
+  return m;
+}
+
+std::string text(const Cell* c) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  write_cell(stream, c);
+  fclose(stream);
+  std::string result(buffer, size);
+  free(buffer);
+  return result;
+}
+
+std::string at(int line, int character) { return position("(from string)", line, character); }
+
+const std::string AB = "(split (x) all (a b) (init x))";
+const std::string CD = "(split (y) all (c d) (init y))";
+const std::string A_CD = "(split (y) a (c d) (init y))";
+const std::string DATES = "(cdef t_date d (v_date 1)) (cdef t_date e (v_date 2))";
+
+// The record of the one product of a script.
+const Cell* recordOf(const std::vector<std::string>& lines) {
+  const Cell* products = runPasses(script(lines)).products;
+  EXPECT_EQ(length(products), 1);
+  return tail(head(products));
+}
+
+std::string field(const Cell* record, const char* key) { return text(aget_named(record, key)); }
+
+TEST(ProductsTest, WhilePaysInTheNamedState) {
+  const Cell* record =
+      recordOf({AB, "(product_definition (p n) (= 0 0) (while a (* 2 (v_real n))))"});
+  EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry payStates paySize payTransitions)");
+  EXPECT_EQ(field(record, "nodeTuples"), "(((a)) ((b)))");
+  EXPECT_EQ(field(record, "payStates"), "(((a)))");
+  EXPECT_EQ(field(record, "payTransitions"), "()");
+  EXPECT_EQ(field(record, "paySize"), "(* 2 (v_real n))");
+  EXPECT_EQ(field(record, "expiry"), "(= 0 0)");
+  EXPECT_TRUE(is_nil(tail(tail(tail(tail(tail(tail(record))))))));
+}
+
+TEST(ProductsTest, LastStateOfTheConditionComesFirst) {
+  const Cell* record = recordOf({AB, CD, "(product_definition (p) (= 0 0) (while (and a c) 1))"});
+  EXPECT_EQ(field(record, "nodeTuples"), "(((c) (a)) ((c) (b)) ((d) (a)) ((d) (b)))");
+  EXPECT_EQ(field(record, "payStates"), "(((c) (a)))");
+}
+
+TEST(ProductsTest, OrderOfStatesPlacesTheSplits) {
+  const Cell* cashflow = parse("(while (or (and a c) a) 1)");
+  const Cell* states = runPasses(script({AB, CD})).states;
+  EXPECT_EQ(text(productDefToStates(cashflow)), "(c a)");
+  const Cell* tree = statesToSplitAssoc(productDefToStates(cashflow), states);
+  EXPECT_EQ(text(splitAssocToNodeTuples(tree)), "(((a) (c)) ((a) (d)) ((b) (c)) ((b) (d)))");
+}
+
+TEST(ProductsDeathTest, ConjunctionNamingNoProductStateDies) {
+  const Cell* statements =
+      script({AB, CD, "(product_definition (p) (= 0 0) (while (or (and a c) a) 1))"});
+  Outcome o = run_fatal([&] { runPasses(statements); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, "setAget: conjunction not found\n");
+  EXPECT_EQ(o.out, "");
+}
+
+TEST(ProductsTest, WhenPaysOnTheNamedMoves) {
+  const Cell* record = recordOf({AB, "(product_definition (p) (< d e) (when (to a b) 5))", DATES});
+  EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry payTransitions paySize payStates)");
+  EXPECT_EQ(text(aget_named(record, "payTransitions")), "((((a)) (b)))");
+  EXPECT_TRUE(
+      equal(head(aget_named(record, "payTransitions")), cons(parse("((a))"), parse("((b))"))));
+  EXPECT_EQ(field(record, "payStates"), "()");
+  EXPECT_EQ(field(record, "paySize"), "5");
+}
+
+// Pay lists are built by putting each item in front.
+TEST(ProductsTest, AlternativesPayInReverseOrder) {
+  const Cell* record = recordOf({AB, "(product_definition (p) (= 0 0) (while (or a b) 1))"});
+  EXPECT_EQ(field(record, "payStates"), "(((b)) ((a)))");
+  record = recordOf({AB, CD, "(product_definition (p) (= 0 0)",
+                     "  (when (or (to (and a c) (and b c)) (to (and b d) (and a d))) 1))"});
+  EXPECT_EQ(field(record, "nodeTuples"), "(((c) (a)) ((c) (b)) ((d) (a)) ((d) (b)))");
+  const Cell* expected = list2(cons(parse("((d) (b))"), parse("((d) (a))")),
+                               cons(parse("((c) (a))"), parse("((c) (b))")));
+  EXPECT_TRUE(equal(aget_named(record, "payTransitions"), expected))
+      << field(record, "payTransitions");
+}
+
+TEST(ProductsTest, PlainAmountHasTheOneEmptyState) {
+  const Cell* record = recordOf({AB, "(product_definition (p) (<= d e) 100)", DATES});
+  EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry paySize payTransitions payStates)");
+  EXPECT_EQ(field(record, "nodeTuples"), "(())");
+  EXPECT_EQ(field(record, "splitAssoc"), "()");
+  EXPECT_EQ(field(record, "payStates"), "(())");
+  EXPECT_EQ(field(record, "paySize"), "100");
+  EXPECT_EQ(field(record, "payTransitions"), "()");
+}
+
+TEST(ProductsTest, LinearCombinationPaysAsAWhole) {
+  const Cell* record =
+      recordOf({"(product_definition (p) (= 0 0) (linear_combination (1 (q 2)) (0.5 (r))))"});
+  EXPECT_EQ(field(record, "paySize"), "(linear_combination (1 (q 2)) (0.500000 (r)))");
+  EXPECT_EQ(field(record, "payStates"), "(())");
+  EXPECT_EQ(text(akeys(runPasses(script({"(product_definition (p) (= 0 0) (linear_combination))",
+                                         "(product_definition (q) (= 0 0) 1)"}))
+                           .products)),
+            "(q p)");
+}
+
+TEST(ProductsTest, SplitTreeHoldsThePathsToTheNamedStates) {
+  Model m = runPasses(script({AB, A_CD, "(product_definition (p) (= 0 0) (while c 1))"}));
+  const Cell* record = tail(head(m.products));
+  EXPECT_EQ(field(record, "nodeTuples"), "(((a (c))) ((a (d))) ((b)))");
+  const Cell* s1 = head(aget(m.states, symbol("a")));
+  const Cell* s2 = head(aget(m.states, symbol("c")));
+  const Cell* expected = list1(cons(
+      s1, list2(cons(symbol("a"), list1(cons(s2, list2(list1(symbol("c")), list1(symbol("d")))))),
+                list1(symbol("b")))));
+  EXPECT_TRUE(equal(aget_named(record, "splitAssoc"), expected)) << field(record, "splitAssoc");
+  EXPECT_EQ(field(record, "payStates"), "(((a (c))))");
+}
+
+TEST(ProductsTest, SplitsStandInTheOrderTheWalkMeetsThem) {
+  // e, the last state named, is met first; then c, whose path brings the
+  // split into a and b and, inside a, the split into c and d.
+  Model m =
+      runPasses(script({AB, A_CD, "(split (z) all (e f) (init z))",
+                        "(product_definition (p) (= 0 0) (while (or (and b f) (and c e)) 1))"}));
+  const Cell* record = tail(head(m.products));
+  EXPECT_EQ(field(record, "nodeTuples"),
+            "(((e) (a (c))) ((e) (a (d))) ((e) (b)) ((f) (a (c))) ((f) (a (d))) ((f) (b)))");
+  EXPECT_EQ(field(record, "payStates"), "(((e) (a (c))) ((f) (b)))");
+}
+
+TEST(ProductsTest, ProductsStandLastFirst) {
+  Model m = runPasses(script({AB, "(product_definition (p) (= 0 0) 1)", "(window)",
+                              "(product_definition (q x) (= 0 0) (while b 2))"}));
+  EXPECT_EQ(text(akeys(m.products)), "(q p)");
+}
+
+TEST(ProductStatesTest, StatesOfAConditionInOrderOfLastOccurrence) {
+  struct Case {
+    const char* cashflow;
+    const char* states;
+  } cases[] = {
+      {"(when (or (and a b) (and b c)))", "(a b c)"},
+      {"(while x 5)", "(x)"},
+      {"(while (or a (and b a) c) 5)", "(b a c)"},
+      {"(when (or (to a b) (to (and c a) d)) 5)", "(b c a d)"},
+      {"100", "()"},
+      {"(+ 1 2)", "()"},
+      {"(linear_combination (1 (p)))", "()"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(text(productDefToStates(parse(c.cashflow))), c.states) << c.cashflow;
+  }
+}
+
+TEST(ProductStatesTest, NodeTuplesVaryTheFirstSplitSlowest) {
+  // Hand-built tree: S1 of (a b) with a divided by S2 of (c d e), then S3 of (f g).
+  const Cell* s1 = parse("(() all (a b) 0 () ())");
+  const Cell* s2 = parse("(() a (c d e) 0 () ())");
+  const Cell* s3 = parse("(() all (f g) 0 () ())");
+  const Cell* inner = list1(cons(s2, parse("((c) (d) (e))")));
+  const Cell* tree = list2(cons(s1, list2(cons(symbol("a"), inner), list1(symbol("b")))),
+                           cons(s3, parse("((f) (g))")));
+  EXPECT_EQ(text(splitAssocToNodeTuples(tree)),
+            "(((a (c)) (f)) ((a (c)) (g)) ((a (d)) (f)) ((a (d)) (g)) ((a (e)) (f)) ((a (e)) (g)) "
+            "((b) (f)) ((b) (g)))");
+  EXPECT_EQ(text(splitAssocToNodeTuples(nil())), "(())");
+}
+
+TEST(ProductPayTest, UndividedStatesOfATuple) {
+  EXPECT_EQ(text(tupleToStates(parse("((a (c (e)) (d)) (f))"))), "(f d e)");
+  EXPECT_EQ(text(tupleToStates(nil())), "()");
+  EXPECT_EQ(text(nodeTuplesToConjunctions(parse("(((a)) ((b (c))))"))),
+            "(((c) (b (c))) ((a) (a)))");
+  const Cell* conjunctions = nodeTuplesToConjunctions(parse("(((c) (a)) ((c) (b)))"));
+  EXPECT_EQ(text(setAget(conjunctions, parse("(b c b)"))), "((c) (b))");
+  EXPECT_EQ(text(conjunctionToStates(parse("(and a b)"))), "(a b)");
+  EXPECT_EQ(text(conjunctionToStates(parse("a"))), "(a)");
+}
+
+TEST(ProductPayDeathTest, SetAgetWithoutAMatchDiesWithoutPosition) {
+  const Cell* conjunctions = nodeTuplesToConjunctions(parse("(((c) (a)) ((c) (b)))"));
+  Outcome o = run_fatal([&] { setAget(conjunctions, parse("(a)")); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, "setAget: conjunction not found\n");
+  EXPECT_EQ(o.out, "");
+}
+
+TEST(ProductStatesTest, InitialTupleFromThePolicyEnvironment) {
+  Model m = runPasses(
+      script({"(split (x) all (a b) (init x))", "(split (y) a (c d) (init (if y (is d) (is c))))",
+              "(product_definition (p) (= 0 0) (while d 1))"}));
+  const Cell* record = tail(head(m.products));
+  const Cell* tree = aget_named(record, "splitAssoc");
+  const Cell* tuples = aget_named(record, "nodeTuples");
+  struct Case {
+    const char* x;
+    const char* y;
+    const char* tuple;
+    int index;
+  } cases[] = {
+      {"a", "()", "((a (c)))", 0},
+      {"a", "1", "((a (d)))", 1},
+      {"b", "1", "((b))", 2},
+  };
+  for (const Case& c : cases) {
+    const Cell* environment = acons(symbol("x"), parse(c.x), acons(symbol("y"), parse(c.y), nil()));
+    const Cell* tuple = initialNodeTuple(tree, m.defs, environment);
+    EXPECT_EQ(text(tuple), c.tuple) << c.x << " " << c.y;
+    EXPECT_EQ(nodeTupleIndex(tuples, tuple), c.index) << c.x << " " << c.y;
+  }
+}
+
+TEST(ProductStatesDeathTest, InitialTupleThatIsNoProductState) {
+  Model m = runPasses(script({AB, "(product_definition (p) (= 0 0) (while a 1))"}));
+  const Cell* record = tail(head(m.products));
+  const Cell* environment = acons(symbol("x"), parse("\n  z"), nil());
+  const Cell* tuple = initialNodeTuple(aget_named(record, "splitAssoc"), m.defs, environment);
+  EXPECT_EQ(text(tuple), "((z))");
+  Outcome o = run_fatal([&] { nodeTupleIndex(aget_named(record, "nodeTuples"), tuple); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "((z))\n");
+  EXPECT_EQ(o.err, position("(from string)", 2, 3) + "Cannot find initial state\n");
+}
+
+struct Fault {
+  std::string line;  // the product statement, line 3 after the splits and cdefs
+  int character;
+  std::string message;
+  std::string out;
+};
+
+TEST(ProductsDeathTest, FaultsReportedAtTheirCell) {
+  const Fault faults[] = {
+      {"(product_definition (p) (= 0 0))", 22, "Product definitions take three arguments", ""},
+      {"(product_definition (p) (= 0 0) 1 2)", 22, "Product definitions take three arguments", ""},
+      {"(product_definition p (= 0 0) 1)", 21, "Malformed product lhs", ""},
+      {"(product_definition (p x 3) (= 0 0) 1)", 26,
+       "First argument of product def must be list of symbols", ""},
+      {"(product_definition (p) (+ 1 2) 1)", 26, "expiry must be a Boolean", ""},
+      {"(product_definition (p) d 1)", 25, "expiry must be a Boolean", ""},
+      {"(product_definition (p) (> d e) 1)", 26, "malformed expiry", ""},
+      {"(product_definition (p) (and (< d e) (< e d)) 1)", 26, "malformed expiry", ""},
+      {"(product_definition (p) (= 0 1) 1)", 26, "Expiry can have form (= 0 0)", ""},
+      {"(product_definition (p) (= 0.0 0) 1)", 26, "Expiry can have form (= 0 0)", ""},
+      {"(product_definition (p) (= d e) 1)", 26, "Expiry can have form (= 0 0)", ""},
+      {"(product_definition (p) (= 0 0) d)", 33, "atom: cashflow must be a real", ""},
+      {"(product_definition (p) (= 0 0) (when (to a b)))", 34, "when takes two arguments", ""},
+      {"(product_definition (p) (= 0 0) (when a 1))", 39, "when conjunction must be a list", ""},
+      {"(product_definition (p) (= 0 0) (when (to a) 1))", 40, "Malformed arrow", ""},
+      {"(product_definition (p) (= 0 0) (when (or (to a b) (from a b)) 1))", 53, "Malformed arrow",
+       ""},
+      {"(product_definition (p) (= 0 0) (when (or (to a b) x) 1))", 52, "Malformed arrow", ""},
+      {"(product_definition (p) (= 0 0) (when (to a x) 1))", 45, "Unknown state", ""},
+      {"(product_definition (p) (= 0 0) (when (to (or a) b) 1))", 44, "Malformed state conjunction",
+       ""},
+      {"(product_definition (p) (= 0 0) (when (to (and a all) b) 1))", 50, "Unknown state", ""},
+      {"(product_definition (p) (= 0 0) (when (to a b) d))", 34, "when: cashflow must be a real",
+       ""},
+      {"(product_definition (p) (= 0 0) (while a))", 34, "while takes two arguments", ""},
+      {"(product_definition (p) (= 0 0) (while a 1 2))", 34, "while takes two arguments", ""},
+      {"(product_definition (p) (= 0 0) (while (or a (or b)) 1))", 47,
+       "Malformed state conjunction", ""},
+      {"(product_definition (p) (= 0 0) (while all 1))", 40, "Unknown state", ""},
+      {"(product_definition (p) (= 0 0) (while (and a x) 1))", 47, "Unknown state", ""},
+      {"(product_definition (p) (= 0 0) (while (or a b c) 1))", 48, "Unknown state", ""},
+      {"(product_definition (p) (= 0 0) (while a d))", 34, "while: cashflow must be a real", ""},
+      {"(product_definition (p) (= 0 0) (linear_combination (1)))", 54,
+       "Malformed linear combination", ""},
+      {"(product_definition (p) (= 0 0) (linear_combination (1 (q)) 5))", 61,
+       "Malformed linear combination", ""},
+      {"(product_definition (p) (= 0 0) (linear_combination (1 (q)) (d (r))))", 34,
+       "linear_combination: coefficient must be a real", ""},
+      {"(product_definition (p) (= 0 0) (v_date 1))", 34, "cashflow must be a real", ""},
+      {"(product_definition (p) (= 0 0) (- d e))", 34, "cashflow must be a real", ""},
+      // Parameters are the only script variables of a product.
+      {"(product_definition (p) (= 0 0) (v_real n))", 41, "Unbound symbol", "\nn\n"},
+  };
+  for (const Fault& f : faults) {
+    const Cell* statements = script({AB, DATES, f.line});
+    Outcome o = run_fatal([&] { runPasses(statements); });
+    EXPECT_EQ(o.status, 1) << f.line;
+    EXPECT_EQ(o.err, at(4, f.character) + f.message + "\n") << f.line;
+    EXPECT_EQ(o.out, f.out) << f.line;
+  }
+}
+
+TEST(ProductsDeathTest, NoArgumentsReportAtTheReadersEmptyList) {
+  const Cell* statements = script({"(product_definition)"});
+  Outcome o = run_fatal([&] { runPasses(statements); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err.rfind("File core/reader.cpp line ", 0), 0u) << o.err;
+  EXPECT_NE(o.err.find(" character 0\nProduct definitions take three arguments\n"),
+            std::string::npos)
+      << o.err;
+}
+
+}  // namespace

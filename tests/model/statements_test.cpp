@@ -1,0 +1,209 @@
+// The statement kinds, value definitions and cdefs, and the five passes.
+#include "model/statements.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "core/list.h"
+#include "core/printer.h"
+#include "core/reader.h"
+#include "model/products.h"
+#include "model/splits.h"
+#include "support/process.h"
+
+namespace {
+
+// The statements stand one a line from line 2 on, inside one outer list.
+const Cell* script(const std::vector<std::string>& lines) {
+  static std::vector<std::string> texts;  // cells keep pointers into the text
+  std::string text = "(\n";
+  for (const std::string& line : lines) text += line + "\n";
+  texts.push_back(text + ")");
+  return parse(texts.back().c_str());
+}
+
+struct Model {
+  const Cell* defs;
+  const Cell* cdefs;
+  const Cell* states;
+  const Cell* products;
+};
+
+// The five passes in the order of a run.
+Model runPasses(const Cell* statements) {
+  verifyStatements(statements);
+  Model m{};
+  m.defs = statementsToDefs(statements);
+  m.cdefs = statementsToCdefs(statements, m.defs);
+  m.states = statementsToStates(m.cdefs, m.defs, statements, nil());
+  m.products = statementsToProducts(m.cdefs, m.defs, statements, m.states);
+  return m;
+}
+
+std::string text(const Cell* c) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  write_cell(stream, c);
+  fclose(stream);
+  std::string result(buffer, size);
+  free(buffer);
+  return result;
+}
+
+std::string at(int line, int character) { return position("(from string)", line, character); }
+
+// Position line of a cell the reader or a list operation made itself.
+std::string own(const std::string& err, const std::string& file, const std::string& message) {
+  std::string prefix = "File " + file + " line ";
+  std::string suffix = " character 0\n" + message + "\n";
+  if (err.rfind(prefix, 0) != 0 || err.size() < prefix.size() + suffix.size() ||
+      err.compare(err.size() - suffix.size(), suffix.size(), suffix) != 0) {
+    return "unexpected: " + err;
+  }
+  return "ok";
+}
+
+TEST(StatementsTest, WindowsOnlyGiveFourEmptyLists) {
+  Model m = runPasses(script({"(window 1 2)", "(window)", "(window (a b) \"c\")"}));
+  EXPECT_TRUE(is_nil(m.defs));
+  EXPECT_TRUE(is_nil(m.cdefs));
+  EXPECT_TRUE(is_nil(m.states));
+  EXPECT_TRUE(is_nil(m.products));
+}
+
+TEST(StatementsTest, DefsStandLastFirstAndShareTheStatementCells) {
+  const Cell* statements = script({
+      "(define (f) 42)",
+      "(window)",
+      "(define (g a b) (list a b))",
+      "(define (f x) x)",
+  });
+  Model m = runPasses(statements);
+  EXPECT_EQ(text(m.defs), "((f (x) . x) (g (a b) list a b) (f () . 42))");
+  EXPECT_EQ(text(aget(m.defs, symbol("f"))), "((x) . x)");
+  // Nothing is copied: the body is the statement's own cell.
+  const Cell* g = third(statements);
+  EXPECT_EQ(tail(aget(m.defs, symbol("g"))), third(g));
+  EXPECT_EQ(head(aget(m.defs, symbol("g"))), tail(second(g)));
+}
+
+TEST(StatementsTest, BodiesSeeOnlyEarlierDefinitions) {
+  Model m = runPasses(script({"(define (f x) x)", "(define (g) (f 1))"}));
+  EXPECT_EQ(text(akeys(m.defs)), "(g f)");
+}
+
+TEST(StatementsTest, CdefsStandLastFirstWithTypeAndExpression) {
+  Model m = runPasses(script({
+      "(cdef t_date d (v_date (date 2019 1)))",
+      "(define (h) 1)",
+      "(cdef t_date e d)",
+      "(cdef t_span s (- e d))",
+  }));
+  EXPECT_EQ(text(m.cdefs), "((s t_span - e d) (e t_date . d) (d t_date v_date (date 2019 1)))");
+}
+
+struct Fault {
+  std::vector<std::string> lines;
+  std::string err;  // exact stderr
+  std::string out;  // exact stdout
+};
+
+void expectFaults(const std::vector<Fault>& faults) {
+  for (const Fault& f : faults) {
+    const Cell* statements = script(f.lines);
+    Outcome o = run_fatal([&] { runPasses(statements); });
+    EXPECT_EQ(o.status, 1) << f.lines.back();
+    EXPECT_EQ(o.err, f.err) << f.lines.back();
+    EXPECT_EQ(o.out, f.out) << f.lines.back();
+  }
+}
+
+TEST(StatementsDeathTest, FaultsReportedAtTheirCell) {
+  expectFaults({
+      {{"(define (f) 1)", "(frobnicate 1)"}, at(3, 2) + "Unknown statement type\n", ""},
+      {{"((define) 1)"}, at(2, 3) + "Unknown statement type\n", ""},
+      {{"(\"define\" 1)"}, at(2, 3) + "Unknown statement type\n", ""},
+      // The kind check runs over the whole list before any other check.
+      {{"(define (f) y)", "(Define (g) 1)"}, at(3, 2) + "Unknown statement type\n", ""},
+      {{"(define (f) 1)", "x"}, at(3, 1) + "head of non-cons\n", "x\n"},
+      {{"(define x 1)"}, at(2, 9) + "Malformed value lhs\n", ""},
+      {{"(define (f x))"}, at(2, 10) + "Value definitions take two arguments\n", ""},
+      {{"(define (f x) x 1)"}, at(2, 10) + "Value definitions take two arguments\n", ""},
+      {{"(define (f x 1 \"y\") x)"},
+       at(2, 14) + "First argument of value def must be list of symbols\n",
+       ""},
+      {{"(define (f x) y)"}, at(2, 15) + "Unbound symbol\n", "\ny\n"},
+      {{"(define (g) (f 1))", "(define (f x) x)"},
+       at(2, 14) + "verifyCompoundExpression: Unknown operator\n",
+       "\n(f 1)\n"},
+      {{"(define (f) (f))"}, at(2, 14) + "verifyCompoundExpression: Unknown operator\n", "\n(f)\n"},
+      {{"(cdef t_date)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
+      {{"(cdef t_date x 1 2)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
+      {{"(cdef (t_date) x 1)"}, at(2, 8) + "Type must be atom\n", ""},
+      {{"(cdef \"t_date\" x 1)"}, at(2, 8) + "Type must be atom\n", ""},
+      {{"(cdef t_real x 1)"}, at(2, 7) + "Type must be t_date or t_span\n", ""},
+      {{"(cdef t_date 5 (v_date 1))"}, at(2, 7) + "Malformed lhs of 'cdef'\n", ""},
+      {{"(cdef t_date d (v_date 1))", "(cdef t_span s d)"}, at(3, 7) + "cdef: type mismatch\n", ""},
+      {{"(cdef t_date d 1)"}, at(2, 7) + "cdef: type mismatch\n", ""},
+      // A cdef sees only the cdefs before it.
+      {{"(cdef t_date a b)", "(cdef t_date b (v_date 1))"},
+       at(2, 16) + "verifyCExpr: Unknown variable\n",
+       "b\n"},
+  });
+}
+
+// Faults at an empty list, whose position lies in talvon's own source.
+TEST(StatementsDeathTest, FaultsAtTheEmptyListEndingAStatement) {
+  struct Case {
+    std::string line;
+    std::string message;
+    std::string out;
+  } cases[] = {
+      {"()", "head of non-cons", "()\n"},
+      {"(define)", "Value definitions take two arguments", ""},
+      {"(define () 1)", "Malformed value lhs", ""},
+      {"(cdef)", "'cdef' takes three arguments", ""},
+  };
+  for (const Case& c : cases) {
+    const Cell* statements = script({c.line});
+    Outcome o = run_fatal([&] { runPasses(statements); });
+    EXPECT_EQ(o.status, 1) << c.line;
+    EXPECT_EQ(own(o.err, "core/reader.cpp", c.message), "ok") << c.line;
+    EXPECT_EQ(o.out, c.out) << c.line;
+  }
+}
+
+// A long statement list is walked, not recursed over: it fits a normal
+// 8 MB stack through every pass.
+void* passLongList(void* result) {
+  std::string text = "(\n";
+  for (int i = 0; i < 20000; i++) {
+    text += "(define (f" + std::to_string(i) + " x) (list x " + std::to_string(i) + "))\n";
+  }
+  text += "(window))";
+  Model m = runPasses(parse(text.c_str()));
+  *static_cast<const Cell**>(result) = m.defs;
+  return nullptr;
+}
+
+TEST(StatementsTest, TwentyThousandDefinesOnAnEightMegabyteStack) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 8u * 1024u * 1024u);
+  pthread_t thread;
+  const Cell* defs = nullptr;
+  ASSERT_EQ(pthread_create(&thread, &attributes, passLongList, &defs), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+  ASSERT_NE(defs, nullptr);
+  EXPECT_EQ(length(defs), 20000);
+  EXPECT_EQ(text(head(head(defs))), "f19999");
+  EXPECT_EQ(text(aget(defs, symbol("f123"))), "((x) list x 123)");
+}
+
+}  // namespace
