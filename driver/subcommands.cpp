@@ -6,6 +6,8 @@
 #include "core/printer.h"
 #include "core/reader.h"
 #include "driver/diagnostics.h"
+#include "driver/progress_channel.h"
+#include "driver/run_driver.h"
 
 static void run_test() {
   die("talvon test: the self-test is not built yet");
@@ -15,12 +17,14 @@ static void run_echo(char** argv) {
   print_cell_line(read_source(argv[2]));
 }
 
-static void run_exec(char**) {
-  die("talvon exec: the run driver is not built yet");
+static void run_exec(char** argv) {
+  run_script_set(argv[2], argv[3], argv[4], "-1", "-1");
 }
 
-static void run_server(char**) {
-  die("talvon server: the run driver is not built yet");
+static void run_server(char** argv) {
+  open_progress_channel(argv[5]);
+  run_script_set(argv[2], argv[3], argv[4], argv[5], argv[6]);
+  close_progress_channel();
 }
 
 struct Subcommand {

@@ -1,5 +1,8 @@
 #include "support/process.h"
 
+#include "core/reader.h"
+#include "platform/crt_rand.h"
+
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -110,4 +113,13 @@ std::string read_file(const std::string& path) {
 std::string position(const std::string& file, int line, int character) {
   return "File " + file + " line " + std::to_string(line) + " character " +
          std::to_string(character) + "\n";
+}
+
+void write_scrambled(const std::string& path, const std::string& content) {
+  crt_srand(scramble_seed(path.c_str()));
+  std::string scrambled;
+  for (char c : content) {
+    scrambled.push_back(static_cast<char>((crt_rand() ^ static_cast<unsigned char>(c)) & 255));
+  }
+  write_file(path, scrambled);
 }

@@ -36,3 +36,7 @@ std::string read_file(const std::string& path);
 
 // The position line error_at writes.
 std::string position(const std::string& file, int line, int character);
+
+// Writes `content` scrambled for the base name of `path`, as the front end
+// hands script files to talvon.
+void write_scrambled(const std::string& path, const std::string& content);

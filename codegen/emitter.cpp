@@ -1,0 +1,3 @@
+#include "codegen/emitter.h"
+
+int compactMode = 1;
