@@ -12,6 +12,7 @@
 #include "core/cell.h"
 #include "core/list.h"
 #include "core/printer.h"
+#include "core/reader.h"
 #include "support/process.h"
 
 namespace {
@@ -299,6 +300,23 @@ TEST(CellDeathTest, HeadOfAListEndPrintsTheNilThenItsOwnPlace) {
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "()\n");
   EXPECT_EQ(o.err, position("core/list.cpp", end->line, 0) + "head of non-cons\n");
+}
+
+// The same for a list as read: its end is no character of the text.
+TEST(CellDeathTest, HeadPastTheEndOfAReadList) {
+  const Cell* read = parse("(a 1)");
+  const Cell* a = head(read);
+  EXPECT_EQ(a->line, 1);
+  EXPECT_EQ(a->character, 2);
+  EXPECT_STREQ(a->file, "(from string)");
+  const Cell* end = tail(tail(read));
+  ASSERT_TRUE(is_nil(end));
+  EXPECT_EQ(end->character, 0);
+  EXPECT_EQ(std::string(end->file).rfind("core/", 0), 0u) << end->file;
+  Outcome o = run_fatal([&] { third(read); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "()\n");
+  EXPECT_EQ(o.err, position(end->file, end->line, 0) + "head of non-cons\n");
 }
 
 TEST(CellTest, EqualIgnoresPositionsAndComparesPayloads) {
