@@ -125,9 +125,8 @@ TEST(CellTest, AtFormsCopyThePositionOfWhere) {
 }
 
 TEST(CellTest, HereFormsRecordTheCallingPlace) {
-  // clang-format off
-  const Cell* cells[] = {nil(), symbol("s"), string("s"), integer(1), real(1.0), date(1), boolean(0)}; const int line = __LINE__;
-  // clang-format on
+  const int line = __LINE__ + 1;
+  const Cell* cells[] = {nil(), symbol("s"), string("s"), integer(1), real(1), date(1), boolean(0)};
   for (const Cell* c : cells) expect_position(c, line, 0, THIS_FILE);
 }
 

@@ -260,14 +260,16 @@ TEST(AlistTest, LookupsFindTheFirstMatch) {
   EXPECT_EQ(text(aget(written, sym("k"))), "(4)");
 
   // Keys of any kind, compared with equal: an integer key is not a real.
-  const Cell* keyed = acons(list2(num(1), string("x")), sym("listed"), acons(num(1), sym("one"), nil()));
+  const Cell* keyed =
+      acons(list2(num(1), string("x")), sym("listed"), acons(num(1), sym("one"), nil()));
   EXPECT_EQ(text(aget(keyed, list2(num(1), string("x")))), "listed");
   EXPECT_EQ(text(aget(keyed, num(1))), "one");
   EXPECT_TRUE(is_nil(aget(keyed, real(1.0))));
 }
 
 TEST(AlistTest, NamedAndStringLookups) {
-  const Cell* list = acons(string("a"), num(1), acons(sym("a"), num(2), acons(sym("b"), num(3), nil())));
+  const Cell* list =
+      acons(string("a"), num(1), acons(sym("a"), num(2), acons(sym("b"), num(3), nil())));
   EXPECT_EQ(integer_value(aget_named(list, "a")), 2);
   EXPECT_EQ(integer_value(aget_string(list, "a")), 1);
   EXPECT_TRUE(is_nil(aget_string(list, "b")));
@@ -328,7 +330,8 @@ TEST(AlistTest, AsetReplacesInPlaceOrAppendsAtTheEnd) {
 }
 
 TEST(AlistTest, AremoveAkeysAndSymbolizeKeys) {
-  const Cell* list = acons(sym("a"), num(1), acons(sym("b"), num(2), acons(sym("a"), num(3), nil())));
+  const Cell* list =
+      acons(sym("a"), num(1), acons(sym("b"), num(2), acons(sym("a"), num(3), nil())));
   const Cell* removed = aremove(list, sym("a"));
   EXPECT_EQ(text(removed), "((b . 2) (a . 3))");
   EXPECT_EQ(removed, tail(list));
@@ -377,7 +380,10 @@ TEST(AlistDeathTest, EntriesMustBePairsAndKeysStrings) {
       {"symbolize_keys", [&] { symbolize_keys(acons(string("a"), num(1), cons(bad, nil()))); },
        "5\n", not_pair},
       {"symbolize_keys of a symbol key",
-       [&] { symbolize_keys(acons(string("a"), num(1), acons(symbol_source("b", 8, 1, SRC), num(2), nil()))); },
+       [&] {
+         const Cell* b = symbol_source("b", 8, 1, SRC);
+         symbolize_keys(acons(string("a"), num(1), acons(b, num(2), nil())));
+       },
        "", position(SRC, 8, 1) + "value of non-string\n"},
   };
   for (const Case& c : cases) {

@@ -47,11 +47,13 @@ TEST(DiagnosticsDeathTest, DieWritesTheMessageLine) {
 TEST(DiagnosticsDeathTest, ErrorAtWritesThePositionLineFirst) {
   const Cell* read = symbol_source("x", 12, 34, "models/example.tal");
   const Cell* parsed = integer_source(1, 1, 4, "(from string)");
-  const Cell* own = symbol("own"); const int own_line = __LINE__;
+  const int own_line = __LINE__ + 1;
+  const Cell* own = symbol("own");
   expect_outcomes({
       {"read cell", [&] { error_at(read, "Unbound symbol"); }, 1, "",
        "File models/example.tal line 12 character 34\nUnbound symbol\n"},
-      {"parsed cell", [&] { error_at(parsed, "m"); }, 1, "", position("(from string)", 1, 4) + "m\n"},
+      {"parsed cell", [&] { error_at(parsed, "m"); }, 1, "",
+       position("(from string)", 1, 4) + "m\n"},
       {"own cell", [&] { error_at(own, "m"); }, 1, "",
        position("tests/driver/diagnostics_test.cpp", own_line, 0) + "m\n"},
       {"truth", [] { error_at(truth(), "m"); }, 1, "", "File  line 0 character 0\nm\n"},
