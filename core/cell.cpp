@@ -7,17 +7,28 @@
 #include "driver/diagnostics.h"
 #include "driver/file_wrappers.h"
 
-// The store: blocks of 65536 cells, each used from its last cell down.
+// The store: blocks of 65536 cells, each used from its last cell down. An
+// exhausted block is left behind, never freed nor reused; each block links
+// to the one before it so that all of them stay reachable (a leak checker
+// would otherwise report every block but the current one).
 static constexpr int BLOCK_CELLS = 65536;
-static Cell* block = nullptr;
+
+struct Block {
+  Block* previous;
+  Cell cells[BLOCK_CELLS];
+};
+
+static Block* block = nullptr;
 static int free_cells = 0;
 
 static Cell* make_cell(CellTag tag, int32_t line, int32_t character, const char* file) {
   if (free_cells == 0) {
-    block = static_cast<Cell*>(allocate("malloc(cells)", sizeof(Cell) * BLOCK_CELLS));
+    Block* fresh = static_cast<Block*>(allocate("malloc(cells)", sizeof(Block)));
+    fresh->previous = block;
+    block = fresh;
     free_cells = BLOCK_CELLS;
   }
-  Cell* c = &block[--free_cells];
+  Cell* c = &block->cells[--free_cells];
   c->tag = tag;
   c->line = line;
   c->character = character;
