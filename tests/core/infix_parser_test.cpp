@@ -12,20 +12,10 @@
 #include "core/list.h"
 #include "core/printer.h"
 #include "core/reader.h"
+#include "support/cells.h"
 #include "support/process.h"
 
 namespace {
-
-std::string text_of(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string text(buffer, size);
-  free(buffer);
-  return text;
-}
 
 const Cell* at_path(const Cell* c, std::initializer_list<int> path) {
   for (int i : path) c = nth(i, c);
@@ -43,7 +33,7 @@ void expect_shapes(const ShapeCase* cases, size_t count) {
   for (size_t i = 0; i < count; i++) {
     SCOPED_TRACE(cases[i].input);
     const Cell* result = parseExpr0(cases[i].input);
-    EXPECT_TRUE(equal(result, parse(cases[i].expected))) << text_of(result);
+    EXPECT_TRUE(equal(result, parse(cases[i].expected))) << printed(result);
   }
 }
 

@@ -12,22 +12,12 @@
 #include "core/cell.h"
 #include "core/list.h"
 #include "core/printer.h"
+#include "support/cells.h"
 #include "support/process.h"
 
 namespace {
 
 const char* SRC = "l.tal";
-
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
 
 const Cell* sym(const char* name) { return symbol(name); }
 const Cell* num(int value) { return integer(value); }
@@ -78,7 +68,7 @@ TEST(ListTest, BuildersKeepOrderAndEndInTheirOwnNil) {
                             "(a b c d)",     "(a b c d e)",     "(a b c d e f)",
                             "(a b c d e f g)", "(a b c d e f g h)", "(a b c d e f g h i)"};
   for (int n = 0; n < 9; n++) {
-    EXPECT_EQ(text(lists[n]), expected[n]);
+    EXPECT_EQ(printed(lists[n]), expected[n]);
     EXPECT_EQ(first(lists[n]), a);
     EXPECT_EQ(length(lists[n]), n + 1);
     expect_own_nil(last_tail(lists[n]));
@@ -137,31 +127,31 @@ TEST(ListTest, AppendCopiesTheFirstAndSharesTheSecond) {
   const Cell* a = letters("ab");
   const Cell* b = letters("cd");
   const Cell* joined = append(a, b);
-  EXPECT_EQ(text(joined), "(a b c d)");
+  EXPECT_EQ(printed(joined), "(a b c d)");
   EXPECT_EQ(tail(tail(joined)), b);
   EXPECT_NE(joined, a);
-  EXPECT_EQ(text(a), "(a b)");  // unchanged
+  EXPECT_EQ(printed(a), "(a b)");  // unchanged
   EXPECT_EQ(first(joined), first(a));
   EXPECT_EQ(append(nil(), b), b);
   EXPECT_EQ(append(num(7), b), b);
   const Cell* improper = cons(sym("a"), num(5));
-  EXPECT_EQ(text(append(improper, b)), "(a c d)");
-  EXPECT_EQ(text(append(a, num(5))), "(a b . 5)");
+  EXPECT_EQ(printed(append(improper, b)), "(a c d)");
+  EXPECT_EQ(printed(append(a, num(5))), "(a b . 5)");
 }
 
 TEST(ListTest, RevappendAndReverse) {
   const Cell* b = letters("xy");
   const Cell* pushed = revappend(letters("abc"), b);
-  EXPECT_EQ(text(pushed), "(c b a x y)");
+  EXPECT_EQ(printed(pushed), "(c b a x y)");
   EXPECT_EQ(tail(tail(tail(pushed))), b);
   EXPECT_EQ(revappend(nil(), b), b);
   const Cell* list = letters("abc");
   const Cell* reversed = reverse(list);
-  EXPECT_EQ(text(reversed), "(c b a)");
-  EXPECT_EQ(text(list), "(a b c)");
+  EXPECT_EQ(printed(reversed), "(c b a)");
+  EXPECT_EQ(printed(list), "(a b c)");
   expect_own_nil(last_tail(reversed));
   expect_own_nil(reverse(nil()));
-  EXPECT_EQ(text(reverse(cons(sym("a"), cons(sym("b"), num(5))))), "(b a)");
+  EXPECT_EQ(printed(reverse(cons(sym("a"), cons(sym("b"), num(5))))), "(b a)");
 }
 
 TEST(ListTest, SetOperations) {
@@ -175,7 +165,7 @@ TEST(ListTest, SetOperations) {
 
   EXPECT_EQ(adjoin(ab, sym("a")), ab);
   const Cell* more = adjoin(ab, sym("c"));
-  EXPECT_EQ(text(more), "(c a b)");
+  EXPECT_EQ(printed(more), "(c a b)");
   EXPECT_EQ(tail(more), ab);
 
   struct Case {
@@ -198,21 +188,21 @@ TEST(ListTest, SetOperations) {
 TEST(ListTest, RemoveFirstAndListDifference) {
   const Cell* aba = letters("aba");
   const Cell* removed = remove_first(aba, sym("a"));
-  EXPECT_EQ(text(removed), "(b a)");
+  EXPECT_EQ(printed(removed), "(b a)");
   EXPECT_EQ(removed, tail(aba));  // nothing before it: the rest is shared
 
   const Cell* abcd = letters("abcd");
   const Cell* without_b = remove_first(abcd, sym("b"));
-  EXPECT_EQ(text(without_b), "(a c d)");
+  EXPECT_EQ(printed(without_b), "(a c d)");
   EXPECT_NE(without_b, abcd);
   EXPECT_EQ(tail(without_b), tail(tail(abcd)));
-  EXPECT_EQ(text(abcd), "(a b c d)");
+  EXPECT_EQ(printed(abcd), "(a b c d)");
 
   const Cell* copy = remove_first(abcd, sym("z"));
-  EXPECT_EQ(text(copy), "(a b c d)");
+  EXPECT_EQ(printed(copy), "(a b c d)");
   EXPECT_NE(copy, abcd);
   expect_own_nil(last_tail(copy));
-  EXPECT_EQ(text(remove_first(cons(sym("a"), num(5)), sym("z"))), "(a)");
+  EXPECT_EQ(printed(remove_first(cons(sym("a"), num(5)), sym("z"))), "(a)");
   EXPECT_TRUE(is_nil(remove_first(nil(), sym("a"))));
 
   struct Case {
@@ -225,7 +215,7 @@ TEST(ListTest, RemoveFirstAndListDifference) {
       {"abc", "zb", "(a c)"}, {"ab", "abab", "()"},     {"", "a", "()"},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(text(list_difference(letters(c.a), letters(c.b))), c.expected)
+    EXPECT_EQ(printed(list_difference(letters(c.a), letters(c.b))), c.expected)
         << c.a << " - " << c.b;
   }
   const Cell* kept = letters("ab");
@@ -238,7 +228,7 @@ TEST(AlistTest, LookupsFindTheFirstMatch) {
   const Cell* i1 = num(1);
   const Cell* i2 = num(2);
   const Cell* list = acons(r1, i1, acons(r2, i2, nil()));
-  EXPECT_EQ(text(list), "((r1 . 1) (r2 . 2))");
+  EXPECT_EQ(printed(list), "((r1 . 1) (r2 . 2))");
   EXPECT_EQ(aget(list, r1), i1);
   EXPECT_EQ(aget(list, sym("r2")), i2);  // by equal, not by cell
   EXPECT_TRUE(is_nil(aget(list, sym("r3"))));
@@ -257,13 +247,13 @@ TEST(AlistTest, LookupsFindTheFirstMatch) {
 
   // An entry written (key v) has the one-element list (v) as its value.
   const Cell* written = list1(list2(sym("k"), num(4)));
-  EXPECT_EQ(text(aget(written, sym("k"))), "(4)");
+  EXPECT_EQ(printed(aget(written, sym("k"))), "(4)");
 
   // Keys of any kind, compared with equal: an integer key is not a real.
   const Cell* keyed =
       acons(list2(num(1), string("x")), sym("listed"), acons(num(1), sym("one"), nil()));
-  EXPECT_EQ(text(aget(keyed, list2(num(1), string("x")))), "listed");
-  EXPECT_EQ(text(aget(keyed, num(1))), "one");
+  EXPECT_EQ(printed(aget(keyed, list2(num(1), string("x")))), "listed");
+  EXPECT_EQ(printed(aget(keyed, num(1))), "one");
   EXPECT_TRUE(is_nil(aget(keyed, real(1.0))));
 }
 
@@ -276,8 +266,8 @@ TEST(AlistTest, NamedAndStringLookups) {
   EXPECT_TRUE(is_nil(aget_named(list, "c")));
   EXPECT_TRUE(ahas_named(list, "b"));
   EXPECT_FALSE(ahas_named(list, "ab"));
-  EXPECT_EQ(text(aremove_named(list, "a")), "((\"a\" . 1) (b . 3))");
-  EXPECT_EQ(text(aremove_named(list, "z")), "((\"a\" . 1) (a . 2) (b . 3))");
+  EXPECT_EQ(printed(aremove_named(list, "a")), "((\"a\" . 1) (b . 3))");
+  EXPECT_EQ(printed(aremove_named(list, "z")), "((\"a\" . 1) (a . 2) (b . 3))");
 }
 
 TEST(AlistDeathTest, AgetStrictPrintsTheKeyThenEnds) {
@@ -309,37 +299,37 @@ TEST(AlistTest, AsetReplacesInPlaceOrAppendsAtTheEnd) {
   const Cell* key = sym("r2");
   const Cell* s2 = string("s2");
   const Cell* set = aset(list, key, s2);
-  EXPECT_EQ(text(set), "((r1 . 1) (r2 . \"s2\") (r3 . 3))");
+  EXPECT_EQ(printed(set), "((r1 . 1) (r2 . \"s2\") (r3 . 3))");
   EXPECT_EQ(aget(set, r2), s2);
   EXPECT_EQ(head(second(set)), key);  // the given key cell
   EXPECT_EQ(first(set), first(list));  // entries before it are shared
   EXPECT_NE(set, list);
   EXPECT_EQ(tail(tail(set)), tail(tail(list)));  // the rest is shared
-  EXPECT_EQ(text(list), "((r1 . 1) (r2 . 2) (r3 . 3))");
+  EXPECT_EQ(printed(list), "((r1 . 1) (r2 . 2) (r3 . 3))");
 
   const Cell* single = acons(sym("a"), num(1), nil());
   const Cell* added = aset(single, sym("k"), sym("v"));
-  EXPECT_EQ(text(added), "((a . 1) (k . v))");
+  EXPECT_EQ(printed(added), "((a . 1) (k . v))");
   EXPECT_EQ(first(added), first(single));
   expect_own_nil(last_tail(added));
-  EXPECT_EQ(text(aset(nil(), sym("k"), sym("v"))), "((k . v))");
+  EXPECT_EQ(printed(aset(nil(), sym("k"), sym("v"))), "((k . v))");
 
   // Only the first of two equal keys is replaced.
   const Cell* twice = acons(sym("a"), num(1), acons(sym("a"), num(2), nil()));
-  EXPECT_EQ(text(aset(twice, sym("a"), num(3))), "((a . 3) (a . 2))");
+  EXPECT_EQ(printed(aset(twice, sym("a"), num(3))), "((a . 3) (a . 2))");
 }
 
 TEST(AlistTest, AremoveAkeysAndSymbolizeKeys) {
   const Cell* list =
       acons(sym("a"), num(1), acons(sym("b"), num(2), acons(sym("a"), num(3), nil())));
   const Cell* removed = aremove(list, sym("a"));
-  EXPECT_EQ(text(removed), "((b . 2) (a . 3))");
+  EXPECT_EQ(printed(removed), "((b . 2) (a . 3))");
   EXPECT_EQ(removed, tail(list));
   const Cell* middle = aremove(list, sym("b"));
-  EXPECT_EQ(text(middle), "((a . 1) (a . 3))");
+  EXPECT_EQ(printed(middle), "((a . 1) (a . 3))");
   EXPECT_EQ(tail(middle), tail(tail(list)));
   EXPECT_TRUE(equal(aremove(list, sym("z")), list));
-  EXPECT_EQ(text(akeys(list)), "(a b a)");
+  EXPECT_EQ(printed(akeys(list)), "(a b a)");
   expect_own_nil(last_tail(akeys(list)));
   EXPECT_TRUE(is_nil(akeys(nil())));
 
@@ -347,7 +337,7 @@ TEST(AlistTest, AremoveAkeysAndSymbolizeKeys) {
   const Cell* value = list1(num(2019));
   const Cell* policies = acons(key, value, acons(string("to"), num(1), nil()));
   const Cell* symbolized = symbolize_keys(policies);
-  EXPECT_EQ(text(symbolized), "((from 2019) (to . 1))");
+  EXPECT_EQ(printed(symbolized), "((from 2019) (to . 1))");
   const Cell* from = head(first(symbolized));
   EXPECT_TRUE(is_symbol(from));
   EXPECT_EQ(from->line, 3);
@@ -450,9 +440,9 @@ void every_operation_on_long_lists() {
   EXPECT_EQ(length(symbolized), N + 1);
   EXPECT_EQ(integer_value(aget_named(symbolized, "last")), -1);
 
-  std::string printed = text(numbers);
-  EXPECT_EQ(printed.substr(0, 7), "(0 1 2 ");
-  EXPECT_EQ(printed.substr(printed.size() - 7), " 99999)");
+  std::string text = printed(numbers);
+  EXPECT_EQ(text.substr(0, 7), "(0 1 2 ");
+  EXPECT_EQ(text.substr(text.size() - 7), " 99999)");
 }
 
 // Runs `body` on a thread with a stack of one megabyte: an operation that

@@ -11,20 +11,10 @@
 #include "core/cell.h"
 #include "core/list.h"
 #include "core/printer.h"
+#include "support/cells.h"
 #include "support/process.h"
 
 namespace {
-
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
 
 const Cell* sym(const char* name) { return symbol(name); }
 
@@ -55,7 +45,7 @@ TEST(PrinterTest, Atoms) {
       {real(1e10), "10000000000.000000"},
       {real(2.0 / 3.0), "0.666667"},
   };
-  for (const Case& c : cases) EXPECT_EQ(text(c.cell), c.expected);
+  for (const Case& c : cases) EXPECT_EQ(printed(c.cell), c.expected);
 }
 
 // Year and month come from (count - 1) with C's truncating division, so the
@@ -86,8 +76,8 @@ TEST(PrinterTest, DatesAndSpansByMonthCount) {
   };
   const Cell* where = sym("w");
   for (const Case& c : cases) {
-    EXPECT_EQ(text(date(c.count)), c.date) << c.count;
-    EXPECT_EQ(text(span_at(c.count, where)), c.span) << c.count;
+    EXPECT_EQ(printed(date(c.count)), c.date) << c.count;
+    EXPECT_EQ(printed(span_at(c.count, where)), c.span) << c.count;
   }
 }
 
@@ -114,7 +104,7 @@ TEST(PrinterTest, ListShapes) {
       {list3(date(12 * 2019 + 10), span_at(12, a), truth()), "(date-2019-10 span-0-12 0)"},
       {list2(string("a\"b"), string("")), "(\"a\"b\" \"\")"},
   };
-  for (const Case& c : cases) EXPECT_EQ(text(c.cell), c.expected);
+  for (const Case& c : cases) EXPECT_EQ(printed(c.cell), c.expected);
 }
 
 TEST(PrinterTest, EntryPointsAndStreams) {
@@ -148,14 +138,14 @@ TEST(PrinterDeathTest, UnknownTagEnds) {
 TEST(PrinterTest, LongAndDeepLists) {
   const Cell* list = nil();
   for (int i = 0; i < 100000; i++) list = cons(sym("e"), list);
-  std::string printed = text(list);
-  EXPECT_EQ(printed.size(), 2u * 100000 + 1);
-  EXPECT_EQ(printed.substr(0, 5), "(e e ");
-  EXPECT_EQ(printed.substr(printed.size() - 5), " e e)");
+  std::string text = printed(list);
+  EXPECT_EQ(text.size(), 2u * 100000 + 1);
+  EXPECT_EQ(text.substr(0, 5), "(e e ");
+  EXPECT_EQ(text.substr(text.size() - 5), " e e)");
 
   const Cell* deep = nil();
   for (int i = 0; i < 5000; i++) deep = list1(deep);
-  EXPECT_EQ(text(deep), std::string(5000, '(') + "()" + std::string(5000, ')'));
+  EXPECT_EQ(printed(deep), std::string(5000, '(') + "()" + std::string(5000, ')'));
 }
 
 }  // namespace

@@ -19,20 +19,10 @@
 #include "core/list.h"
 #include "core/printer.h"
 #include "platform/crt_rand.h"
+#include "support/cells.h"
 #include "support/process.h"
 
 namespace {
-
-std::string text_of(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string text(buffer, size);
-  free(buffer);
-  return text;
-}
 
 // Follows list indices from the outside in: {1, 0} is the head of the
 // second element.
@@ -268,7 +258,7 @@ TEST(ReaderLists, NestedListsAndComments) {
   const Cell* expected =
       list3(symbol("define"), list2(symbol("f"), symbol("x")),
             list3(symbol("+"), symbol("x"), integer(1)));
-  EXPECT_TRUE(equal(read, expected)) << text_of(read);
+  EXPECT_TRUE(equal(read, expected)) << printed(read);
   EXPECT_TRUE(equal(parse("a ; no newline after the comment"), symbol("a")));
 }
 
@@ -303,7 +293,7 @@ TEST(ReaderFiles, StatementsMayStandAloneOrInsideOneOuterList) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.content);
     const Cell* items = read_file_text(dir, "s.tal", c.content);
-    EXPECT_TRUE(equal(items, parse(c.expected))) << text_of(items);
+    EXPECT_TRUE(equal(items, parse(c.expected))) << printed(items);
   }
   EXPECT_TRUE(equal(read_file_text(dir, "s.tal", "(define (x) 1) (define (y) 2)"), two));
 
@@ -374,7 +364,7 @@ TEST(ReaderScrambled, AFileScrambledUnderItsBaseNameReadsBack) {
   ASSERT_NE(read_file(dir.file("run.bin")), plain);
   std::string path = dir.file("run.bin");
   const Cell* items = read_scrambled_source(path.c_str());
-  EXPECT_TRUE(equal(items, parse("((define (x) 0.3) (define (y) \"q\"\"\"))"))) << text_of(items);
+  EXPECT_TRUE(equal(items, parse("((define (x) 0.3) (define (y) \"q\"\"\"))"))) << printed(items);
   const Cell* y = second(items);
   EXPECT_EQ(y->line, 3);
   EXPECT_EQ(y->character, 2);

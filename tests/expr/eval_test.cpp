@@ -12,20 +12,10 @@
 #include "core/list.h"
 #include "core/printer.h"
 #include "core/reader.h"
+#include "support/cells.h"
 #include "support/process.h"
 
 namespace {
-
-std::string show(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string text(buffer, size);
-  free(buffer);
-  return text;
-}
 
 // Value definitions as the statement passes make them: name to
 // (parameters . body), the last definition first.
@@ -65,7 +55,7 @@ void expect_values(const std::vector<ValueCase>& cases, const Cell* defs = nullp
   for (const ValueCase& c : cases) {
     SCOPED_TRACE(c.expression);
     const Cell* value = run(c.expression, defs, environment);
-    EXPECT_EQ(show(value), c.printed);
+    EXPECT_EQ(printed(value), c.printed);
     EXPECT_EQ(value->tag, c.tag);
   }
 }
@@ -247,18 +237,18 @@ TEST(EvalTest, ReplaceKeepsHeads) {
 TEST(EvalTest, ReplaceSharesAndKeepsTheListEnd) {
   const Cell* dotted = cons(symbol("f"), cons(symbol("a"), integer(5)));
   const Cell* replaced = replaceTerm(dotted, symbol("a"), symbol("b"));
-  EXPECT_EQ(show(replaced), "(f b . 5)");
-  EXPECT_EQ(show(dotted), "(f a . 5)");
+  EXPECT_EQ(printed(replaced), "(f b . 5)");
+  EXPECT_EQ(printed(dotted), "(f a . 5)");
   const Cell* untouched = parse("(x y)");
   EXPECT_EQ(replaceTerm(untouched, symbol("z"), symbol("w"))->pair.head, untouched->pair.head);
-  EXPECT_EQ(show(replaceInList(parse("(a b a)"), symbol("a"), integer(1))), "(1 b 1)");
+  EXPECT_EQ(printed(replaceInList(parse("(a b a)"), symbol("a"), integer(1))), "(1 b 1)");
   // A head is never compared, so a date there meets no equality.
-  EXPECT_EQ(show(run("(replace (list (date 2019 1)) (date 2019 1) 0)")), "(date-2019-01)");
+  EXPECT_EQ(printed(run("(replace (list (date 2019 1)) (date 2019 1) 0)")), "(date-2019-01)");
 }
 
 TEST(EvalTest, SubstituteReplacesTheFirstBindingForTheBodyOnly) {
   const Cell* environment = env_of({{"x", "1"}, {"y", "2"}, {"x", "3"}});
-  std::string before = show(environment);
+  std::string before = printed(environment);
   expect_values({
       {"(substitute (list x y) x 10)", "(10 2)", CellTag::cons},
       {"(list (substitute x x 10) x)", "(10 1)", CellTag::cons},
@@ -267,7 +257,7 @@ TEST(EvalTest, SubstituteReplacesTheFirstBindingForTheBodyOnly) {
       {"(substitute (list z x) z 5)", "(5 1)", CellTag::cons},
   },
                 nullptr, environment);
-  EXPECT_EQ(show(environment), before);
+  EXPECT_EQ(printed(environment), before);
 }
 
 TEST(EvalTest, UserFunctionsUseDynamicScope) {
@@ -301,15 +291,15 @@ TEST(EvalTest, UserFunctionsUseDynamicScope) {
 TEST(EvalTest, BindArgumentsPutsTheFirstParameterFirst) {
   const Cell* environment = env_of({{"c", "9"}});
   const Cell* bound = bindArguments(parse("(a b)"), parse("(1 2 3)"), environment);
-  EXPECT_EQ(show(bound), "((a . 1) (b . 2) (c . 9))");
+  EXPECT_EQ(printed(bound), "((a . 1) (b . 2) (c . 9))");
   EXPECT_EQ(bound->pair.tail->pair.tail, environment);
   EXPECT_EQ(bindArguments(nil(), parse("(1)"), environment), environment);
 }
 
 TEST(EvalTest, EvalListAndEvalAssocKeepArgumentOrder) {
   const Cell* environment = env_of({{"x", "1"}});
-  EXPECT_EQ(show(evalList(parse("(x (+ x 1) \"s\")"), nil(), environment)), "(1 2 \"s\")");
-  EXPECT_EQ(show(evalAssoc(parse("((x 1) (\"k\" x))"), nil(), environment)),
+  EXPECT_EQ(printed(evalList(parse("(x (+ x 1) \"s\")"), nil(), environment)), "(1 2 \"s\")");
+  EXPECT_EQ(printed(evalAssoc(parse("((x 1) (\"k\" x))"), nil(), environment)),
             "((1 . 1) (\"k\" . 1))");
 }
 

@@ -14,48 +14,11 @@
 #include "model/product_states.h"
 #include "model/splits.h"
 #include "model/statements.h"
+#include "support/cells.h"
+#include "support/model_script.h"
 #include "support/process.h"
 
 namespace {
-
-// The statements stand one a line from line 2 on, inside one outer list.
-const Cell* script(const std::vector<std::string>& lines) {
-  static std::vector<std::string> texts;  // cells keep pointers into the text
-  std::string text = "(\n";
-  for (const std::string& line : lines) text += line + "\n";
-  texts.push_back(text + ")");
-  return parse(texts.back().c_str());
-}
-
-struct Model {
-  const Cell* defs;
-  const Cell* cdefs;
-  const Cell* states;
-  const Cell* products;
-};
-
-Model runPasses(const Cell* statements) {
-  verifyStatements(statements);
-  Model m{};
-  m.defs = statementsToDefs(statements);
-  m.cdefs = statementsToCdefs(statements, m.defs);
-  m.states = statementsToStates(m.cdefs, m.defs, statements, nil());
-  m.products = statementsToProducts(m.cdefs, m.defs, statements, m.states);
-  return m;
-}
-
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
-
-std::string at(int line, int character) { return position("(from string)", line, character); }
 
 const std::string AB = "(split (x) all (a b) (init x))";
 const std::string CD = "(split (y) all (c d) (init y))";
@@ -69,12 +32,12 @@ const Cell* recordOf(const std::vector<std::string>& lines) {
   return tail(head(products));
 }
 
-std::string field(const Cell* record, const char* key) { return text(aget_named(record, key)); }
+std::string field(const Cell* record, const char* key) { return printed(aget_named(record, key)); }
 
 TEST(ProductsTest, WhilePaysInTheNamedState) {
   const Cell* record =
       recordOf({AB, "(product_definition (p n) (= 0 0) (while a (* 2 (v_real n))))"});
-  EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry payStates paySize payTransitions)");
+  EXPECT_EQ(printed(akeys(record)), "(nodeTuples splitAssoc expiry payStates paySize payTransitions)");
   EXPECT_EQ(field(record, "nodeTuples"), "(((a)) ((b)))");
   EXPECT_EQ(field(record, "payStates"), "(((a)))");
   EXPECT_EQ(field(record, "payTransitions"), "()");
@@ -92,9 +55,9 @@ TEST(ProductsTest, LastStateOfTheConditionComesFirst) {
 TEST(ProductsTest, OrderOfStatesPlacesTheSplits) {
   const Cell* cashflow = parse("(while (or (and a c) a) 1)");
   const Cell* states = runPasses(script({AB, CD})).states;
-  EXPECT_EQ(text(productDefToStates(cashflow)), "(c a)");
+  EXPECT_EQ(printed(productDefToStates(cashflow)), "(c a)");
   const Cell* tree = statesToSplitAssoc(productDefToStates(cashflow), states);
-  EXPECT_EQ(text(splitAssocToNodeTuples(tree)), "(((a) (c)) ((a) (d)) ((b) (c)) ((b) (d)))");
+  EXPECT_EQ(printed(splitAssocToNodeTuples(tree)), "(((a) (c)) ((a) (d)) ((b) (c)) ((b) (d)))");
 }
 
 TEST(ProductsDeathTest, ConjunctionNamingNoProductStateDies) {
@@ -108,8 +71,8 @@ TEST(ProductsDeathTest, ConjunctionNamingNoProductStateDies) {
 
 TEST(ProductsTest, WhenPaysOnTheNamedMoves) {
   const Cell* record = recordOf({AB, "(product_definition (p) (< d e) (when (to a b) 5))", DATES});
-  EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry payTransitions paySize payStates)");
-  EXPECT_EQ(text(aget_named(record, "payTransitions")), "((((a)) (b)))");
+  EXPECT_EQ(printed(akeys(record)), "(nodeTuples splitAssoc expiry payTransitions paySize payStates)");
+  EXPECT_EQ(printed(aget_named(record, "payTransitions")), "((((a)) (b)))");
   EXPECT_TRUE(
       equal(head(aget_named(record, "payTransitions")), cons(parse("((a))"), parse("((b))"))));
   EXPECT_EQ(field(record, "payStates"), "()");
@@ -131,7 +94,7 @@ TEST(ProductsTest, AlternativesPayInReverseOrder) {
 
 TEST(ProductsTest, PlainAmountHasTheOneEmptyState) {
   const Cell* record = recordOf({AB, "(product_definition (p) (<= d e) 100)", DATES});
-  EXPECT_EQ(text(akeys(record)), "(nodeTuples splitAssoc expiry paySize payTransitions payStates)");
+  EXPECT_EQ(printed(akeys(record)), "(nodeTuples splitAssoc expiry paySize payTransitions payStates)");
   EXPECT_EQ(field(record, "nodeTuples"), "(())");
   EXPECT_EQ(field(record, "splitAssoc"), "()");
   EXPECT_EQ(field(record, "payStates"), "(())");
@@ -144,7 +107,7 @@ TEST(ProductsTest, LinearCombinationPaysAsAWhole) {
       recordOf({"(product_definition (p) (= 0 0) (linear_combination (1 (q 2)) (0.5 (r))))"});
   EXPECT_EQ(field(record, "paySize"), "(linear_combination (1 (q 2)) (0.500000 (r)))");
   EXPECT_EQ(field(record, "payStates"), "(())");
-  EXPECT_EQ(text(akeys(runPasses(script({"(product_definition (p) (= 0 0) (linear_combination))",
+  EXPECT_EQ(printed(akeys(runPasses(script({"(product_definition (p) (= 0 0) (linear_combination))",
                                          "(product_definition (q) (= 0 0) 1)"}))
                            .products)),
             "(q p)");
@@ -178,7 +141,7 @@ TEST(ProductsTest, SplitsStandInTheOrderTheWalkMeetsThem) {
 TEST(ProductsTest, ProductsStandLastFirst) {
   Model m = runPasses(script({AB, "(product_definition (p) (= 0 0) 1)", "(window)",
                               "(product_definition (q x) (= 0 0) (while b 2))"}));
-  EXPECT_EQ(text(akeys(m.products)), "(q p)");
+  EXPECT_EQ(printed(akeys(m.products)), "(q p)");
 }
 
 TEST(ProductStatesTest, StatesOfAConditionInOrderOfLastOccurrence) {
@@ -195,7 +158,7 @@ TEST(ProductStatesTest, StatesOfAConditionInOrderOfLastOccurrence) {
       {"(linear_combination (1 (p)))", "()"},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(text(productDefToStates(parse(c.cashflow))), c.states) << c.cashflow;
+    EXPECT_EQ(printed(productDefToStates(parse(c.cashflow))), c.states) << c.cashflow;
   }
 }
 
@@ -207,21 +170,21 @@ TEST(ProductStatesTest, NodeTuplesVaryTheFirstSplitSlowest) {
   const Cell* inner = list1(cons(s2, parse("((c) (d) (e))")));
   const Cell* tree = list2(cons(s1, list2(cons(symbol("a"), inner), list1(symbol("b")))),
                            cons(s3, parse("((f) (g))")));
-  EXPECT_EQ(text(splitAssocToNodeTuples(tree)),
+  EXPECT_EQ(printed(splitAssocToNodeTuples(tree)),
             "(((a (c)) (f)) ((a (c)) (g)) ((a (d)) (f)) ((a (d)) (g)) ((a (e)) (f)) ((a (e)) (g)) "
             "((b) (f)) ((b) (g)))");
-  EXPECT_EQ(text(splitAssocToNodeTuples(nil())), "(())");
+  EXPECT_EQ(printed(splitAssocToNodeTuples(nil())), "(())");
 }
 
 TEST(ProductPayTest, UndividedStatesOfATuple) {
-  EXPECT_EQ(text(tupleToStates(parse("((a (c (e)) (d)) (f))"))), "(f d e)");
-  EXPECT_EQ(text(tupleToStates(nil())), "()");
-  EXPECT_EQ(text(nodeTuplesToConjunctions(parse("(((a)) ((b (c))))"))),
+  EXPECT_EQ(printed(tupleToStates(parse("((a (c (e)) (d)) (f))"))), "(f d e)");
+  EXPECT_EQ(printed(tupleToStates(nil())), "()");
+  EXPECT_EQ(printed(nodeTuplesToConjunctions(parse("(((a)) ((b (c))))"))),
             "(((c) (b (c))) ((a) (a)))");
   const Cell* conjunctions = nodeTuplesToConjunctions(parse("(((c) (a)) ((c) (b)))"));
-  EXPECT_EQ(text(setAget(conjunctions, parse("(b c b)"))), "((c) (b))");
-  EXPECT_EQ(text(conjunctionToStates(parse("(and a b)"))), "(a b)");
-  EXPECT_EQ(text(conjunctionToStates(parse("a"))), "(a)");
+  EXPECT_EQ(printed(setAget(conjunctions, parse("(b c b)"))), "((c) (b))");
+  EXPECT_EQ(printed(conjunctionToStates(parse("(and a b)"))), "(a b)");
+  EXPECT_EQ(printed(conjunctionToStates(parse("a"))), "(a)");
 }
 
 TEST(ProductPayDeathTest, SetAgetWithoutAMatchDiesWithoutPosition) {
@@ -252,7 +215,7 @@ TEST(ProductStatesTest, InitialTupleFromThePolicyEnvironment) {
   for (const Case& c : cases) {
     const Cell* environment = acons(symbol("x"), parse(c.x), acons(symbol("y"), parse(c.y), nil()));
     const Cell* tuple = initialNodeTuple(tree, m.defs, environment);
-    EXPECT_EQ(text(tuple), c.tuple) << c.x << " " << c.y;
+    EXPECT_EQ(printed(tuple), c.tuple) << c.x << " " << c.y;
     EXPECT_EQ(nodeTupleIndex(tuples, tuple), c.index) << c.x << " " << c.y;
   }
 }
@@ -262,7 +225,7 @@ TEST(ProductStatesDeathTest, InitialTupleThatIsNoProductState) {
   const Cell* record = tail(head(m.products));
   const Cell* environment = acons(symbol("x"), parse("\n  z"), nil());
   const Cell* tuple = initialNodeTuple(aget_named(record, "splitAssoc"), m.defs, environment);
-  EXPECT_EQ(text(tuple), "((z))");
+  EXPECT_EQ(printed(tuple), "((z))");
   Outcome o = run_fatal([&] { nodeTupleIndex(aget_named(record, "nodeTuples"), tuple); });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "((z))\n");

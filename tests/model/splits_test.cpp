@@ -11,18 +11,11 @@
 #include "core/printer.h"
 #include "core/reader.h"
 #include "model/statements.h"
+#include "support/cells.h"
+#include "support/model_script.h"
 #include "support/process.h"
 
 namespace {
-
-// The statements stand one a line from line 2 on, inside one outer list.
-const Cell* script(const std::vector<std::string>& lines) {
-  static std::vector<std::string> texts;  // cells keep pointers into the text
-  std::string text = "(\n";
-  for (const std::string& line : lines) text += line + "\n";
-  texts.push_back(text + ")");
-  return parse(texts.back().c_str());
-}
 
 const Cell* statesOf(const Cell* statements) {
   verifyStatements(statements);
@@ -31,31 +24,10 @@ const Cell* statesOf(const Cell* statements) {
   return statementsToStates(cdefs, defs, statements, nil());
 }
 
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
-
-std::string at(int line, int character) { return position("(from string)", line, character); }
-
-// Whether stderr is a position in talvon's own file, character 0, then the message.
-bool ownPosition(const std::string& err, const std::string& file, const std::string& message) {
-  std::string prefix = "File " + file + " line ";
-  std::string suffix = " character 0\n" + message + "\n";
-  return err.rfind(prefix, 0) == 0 && err.size() > prefix.size() + suffix.size() &&
-         err.compare(err.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
-
 TEST(SplitsTest, OneSplitEntersItsChildrenLastFirst) {
   const Cell* states = statesOf(script({"(split (x) all (a b) (init x))"}));
-  EXPECT_EQ(text(akeys(states)), "(b a)");
-  EXPECT_EQ(text(aget(states, symbol("a"))), "(((x) all (a b) x () ()))");
+  EXPECT_EQ(printed(akeys(states)), "(b a)");
+  EXPECT_EQ(printed(aget(states, symbol("a"))), "(((x) all (a b) x () ()))");
   // The children share one chain.
   EXPECT_EQ(aget(states, symbol("a")), aget(states, symbol("b")));
 }
@@ -68,14 +40,14 @@ TEST(SplitsTest, RecordHoldsClausesByKindInClauseOrder) {
   }));
   const Cell* split = head(aget(states, symbol("c")));
   EXPECT_EQ(length(split), 6);
-  EXPECT_EQ(text(splitParameters(split)), "(x y)");
-  EXPECT_EQ(text(splitParent(split)), "all");
-  EXPECT_EQ(text(splitChildren(split)), "(a b c)");
-  EXPECT_EQ(text(splitInit(split)), "(if x (is a) (is c))");
+  EXPECT_EQ(printed(splitParameters(split)), "(x y)");
+  EXPECT_EQ(printed(splitParent(split)), "all");
+  EXPECT_EQ(printed(splitChildren(split)), "(a b c)");
+  EXPECT_EQ(printed(splitInit(split)), "(if x (is a) (is c))");
   // Self-intensities and repeated moves pass.
-  EXPECT_EQ(text(splitIntensities(split)),
+  EXPECT_EQ(printed(splitIntensities(split)),
             "((a b 0.100000) (b a (* 2 (v_real y))) (a a 0.300000) (a b 0.100000))");
-  EXPECT_EQ(text(splitWeights(split)), "((a 0.500000) (b 0.250000))");
+  EXPECT_EQ(printed(splitWeights(split)), "((a 0.500000) (b 0.250000))");
 }
 
 TEST(SplitsTest, SplitsOfOneParentGroupInReverseStatementOrder) {
@@ -85,10 +57,10 @@ TEST(SplitsTest, SplitsOfOneParentGroupInReverseStatementOrder) {
       "(split (x) all (c d) (init x))",
   });
   const Cell* states = statesOf(statements);
-  EXPECT_EQ(text(akeys(states)), "(d c b a)");
+  EXPECT_EQ(printed(akeys(states)), "(d c b a)");
   EXPECT_EQ(length(aget(states, symbol("d"))), 1);
-  EXPECT_EQ(text(splitChildren(head(aget(states, symbol("a"))))), "(a b)");
-  EXPECT_EQ(text(splitChildren(head(aget(states, symbol("c"))))), "(c d)");
+  EXPECT_EQ(printed(splitChildren(head(aget(states, symbol("a"))))), "(a b)");
+  EXPECT_EQ(printed(splitChildren(head(aget(states, symbol("c"))))), "(c d)");
 }
 
 TEST(SplitsTest, ChainsRunInnermostFirst) {
@@ -97,12 +69,12 @@ TEST(SplitsTest, ChainsRunInnermostFirst) {
       "(split (y) a (c d) (init y))",
       "(split (z) c (e f) (init z))",
   }));
-  EXPECT_EQ(text(akeys(states)), "(f e d c b a)");
+  EXPECT_EQ(printed(akeys(states)), "(f e d c b a)");
   const Cell* chain = aget(states, symbol("e"));
   ASSERT_EQ(length(chain), 3);
-  EXPECT_EQ(text(splitParent(first(chain))), "c");
-  EXPECT_EQ(text(splitParent(second(chain))), "a");
-  EXPECT_EQ(text(splitParent(third(chain))), "all");
+  EXPECT_EQ(printed(splitParent(first(chain))), "c");
+  EXPECT_EQ(printed(splitParent(second(chain))), "a");
+  EXPECT_EQ(printed(splitParent(third(chain))), "all");
   // The tail of a chain is the parent's chain itself.
   EXPECT_EQ(tail(chain), aget(states, symbol("c")));
   EXPECT_TRUE(equal(tail(aget(states, symbol("d"))), aget(states, symbol("b"))));
@@ -112,7 +84,7 @@ TEST(SplitsTest, StartingStatesAreKept) {
   const Cell* statements = script({"(split (x) a (c d) (init x))"});
   const Cell* start = statesOf(script({"(split (x) all (a b) (init x))"}));
   const Cell* states = statementsToStates(nil(), nil(), statements, start);
-  EXPECT_EQ(text(akeys(states)), "(d c b a)");
+  EXPECT_EQ(printed(akeys(states)), "(d c b a)");
 }
 
 struct Fault {

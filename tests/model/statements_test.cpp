@@ -13,60 +13,11 @@
 #include "core/reader.h"
 #include "model/products.h"
 #include "model/splits.h"
+#include "support/cells.h"
+#include "support/model_script.h"
 #include "support/process.h"
 
 namespace {
-
-// The statements stand one a line from line 2 on, inside one outer list.
-const Cell* script(const std::vector<std::string>& lines) {
-  static std::vector<std::string> texts;  // cells keep pointers into the text
-  std::string text = "(\n";
-  for (const std::string& line : lines) text += line + "\n";
-  texts.push_back(text + ")");
-  return parse(texts.back().c_str());
-}
-
-struct Model {
-  const Cell* defs;
-  const Cell* cdefs;
-  const Cell* states;
-  const Cell* products;
-};
-
-// The five passes in the order of a run.
-Model runPasses(const Cell* statements) {
-  verifyStatements(statements);
-  Model m{};
-  m.defs = statementsToDefs(statements);
-  m.cdefs = statementsToCdefs(statements, m.defs);
-  m.states = statementsToStates(m.cdefs, m.defs, statements, nil());
-  m.products = statementsToProducts(m.cdefs, m.defs, statements, m.states);
-  return m;
-}
-
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
-
-std::string at(int line, int character) { return position("(from string)", line, character); }
-
-// Position line of a cell the reader or a list operation made itself.
-std::string own(const std::string& err, const std::string& file, const std::string& message) {
-  std::string prefix = "File " + file + " line ";
-  std::string suffix = " character 0\n" + message + "\n";
-  if (err.rfind(prefix, 0) != 0 || err.size() < prefix.size() + suffix.size() ||
-      err.compare(err.size() - suffix.size(), suffix.size(), suffix) != 0) {
-    return "unexpected: " + err;
-  }
-  return "ok";
-}
 
 TEST(StatementsTest, WindowsOnlyGiveFourEmptyLists) {
   Model m = runPasses(script({"(window 1 2)", "(window)", "(window (a b) \"c\")"}));
@@ -84,8 +35,8 @@ TEST(StatementsTest, DefsStandLastFirstAndShareTheStatementCells) {
       "(define (f x) x)",
   });
   Model m = runPasses(statements);
-  EXPECT_EQ(text(m.defs), "((f (x) . x) (g (a b) list a b) (f () . 42))");
-  EXPECT_EQ(text(aget(m.defs, symbol("f"))), "((x) . x)");
+  EXPECT_EQ(printed(m.defs), "((f (x) . x) (g (a b) list a b) (f () . 42))");
+  EXPECT_EQ(printed(aget(m.defs, symbol("f"))), "((x) . x)");
   // Nothing is copied: the body is the statement's own cell.
   const Cell* g = third(statements);
   EXPECT_EQ(tail(aget(m.defs, symbol("g"))), third(g));
@@ -94,7 +45,7 @@ TEST(StatementsTest, DefsStandLastFirstAndShareTheStatementCells) {
 
 TEST(StatementsTest, BodiesSeeOnlyEarlierDefinitions) {
   Model m = runPasses(script({"(define (f x) x)", "(define (g) (f 1))"}));
-  EXPECT_EQ(text(akeys(m.defs)), "(g f)");
+  EXPECT_EQ(printed(akeys(m.defs)), "(g f)");
 }
 
 TEST(StatementsTest, CdefsStandLastFirstWithTypeAndExpression) {
@@ -104,7 +55,7 @@ TEST(StatementsTest, CdefsStandLastFirstWithTypeAndExpression) {
       "(cdef t_date e d)",
       "(cdef t_span s (- e d))",
   }));
-  EXPECT_EQ(text(m.cdefs), "((s t_span - e d) (e t_date . d) (d t_date v_date (date 2019 1)))");
+  EXPECT_EQ(printed(m.cdefs), "((s t_span - e d) (e t_date . d) (d t_date v_date (date 2019 1)))");
 }
 
 struct Fault {
@@ -173,7 +124,7 @@ TEST(StatementsDeathTest, FaultsAtTheEmptyListEndingAStatement) {
     const Cell* statements = script({c.line});
     Outcome o = run_fatal([&] { runPasses(statements); });
     EXPECT_EQ(o.status, 1) << c.line;
-    EXPECT_EQ(own(o.err, "core/reader.cpp", c.message), "ok") << c.line;
+    EXPECT_TRUE(ownPosition(o.err, "core/reader.cpp", c.message)) << c.line << o.err;
     EXPECT_EQ(o.out, c.out) << c.line;
   }
 }
@@ -202,8 +153,8 @@ TEST(StatementsTest, TwentyThousandDefinesOnAnEightMegabyteStack) {
   pthread_attr_destroy(&attributes);
   ASSERT_NE(defs, nullptr);
   EXPECT_EQ(length(defs), 20000);
-  EXPECT_EQ(text(head(head(defs))), "f19999");
-  EXPECT_EQ(text(aget(defs, symbol("f123"))), "((x) list x 123)");
+  EXPECT_EQ(printed(head(head(defs))), "f19999");
+  EXPECT_EQ(printed(aget(defs, symbol("f123"))), "((x) list x 123)");
 }
 
 }  // namespace
