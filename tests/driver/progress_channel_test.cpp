@@ -1,9 +1,8 @@
-// The progress channel on real FIFOs, with the front end's reader on a
-// thread of the test and talvon's side in a forked child.
+// The progress channel on real FIFOs, with the front end's reader in a
+// process of its own and talvon's side in a forked child.
 #include "driver/progress_channel.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "driver/diagnostics.h"
 #include "support/fifo_reader.h"
@@ -51,16 +50,11 @@ TEST(ProgressChannelTest, ProgressRecordIsTwelveRawBytes) {
 
 TEST(ProgressChannelTest, WaitsUntilThePipeExists) {
   TempDir dir;
-  FifoReader front_end(dir.file("progress"), true);
-  std::thread late([&] {
-    usleep(200000);
-    front_end.create();
-  });
+  FifoReader front_end(dir.file("progress"), 200);
   Outcome o = run_fatal([&] {
     open_progress_channel(front_end.path.c_str());
     send_progress(0.0);
   });
-  late.join();
   EXPECT_EQ(o.status, 0);
   EXPECT_EQ(decode_progress(front_end.finish()), "P0 ");
 }
@@ -91,8 +85,7 @@ TEST(ProgressChannelDeathTest, NegativeNameOpensNothing) {
 
 TEST(ProgressChannelDeathTest, ReaderThatGoesAwayEndsWithWriteFailed) {
   TempDir dir;
-  FifoReader front_end(dir.file("progress"), true);
-  front_end.open_and_quit();
+  QuittingReader front_end(dir.file("progress"));
   Outcome o = run_fatal([&] {
     open_progress_channel(front_end.path.c_str());
     for (int i = 0;; i++) send_progress(i);

@@ -2,45 +2,69 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
-FifoReader::FifoReader(std::string fifo_path, bool create_later) : path(std::move(fifo_path)) {
-  if (!create_later) create();
+#include "support/process.h"
+
+static void wait_for(pid_t& child) {
+  if (child <= 0) return;
+  int status;
+  while (waitpid(child, &status, 0) < 0) {
+  }
+  child = -1;
+}
+
+FifoReader::FifoReader(std::string fifo_path, int delay_ms) : path(std::move(fifo_path)) {
+  bytes_path = path + ".bytes";
+  if (delay_ms == 0) mkfifo(path.c_str(), 0600);
+  reader = fork();
+  if (reader != 0) return;
+  if (delay_ms > 0) {
+    usleep(static_cast<useconds_t>(delay_ms) * 1000);
+    mkfifo(path.c_str(), 0600);
+  }
+  int in = open(path.c_str(), O_RDONLY);
+  int out = open(bytes_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (in < 0 || out < 0) _exit(1);
+  char buffer[4096];
+  ssize_t n;
+  while ((n = read(in, buffer, sizeof buffer)) > 0) {
+    if (write(out, buffer, static_cast<size_t>(n)) != n) _exit(1);
+  }
+  _exit(0);
 }
 
 FifoReader::~FifoReader() {
-  if (reader.joinable()) reader.join();
+  if (reader > 0) kill(reader, SIGKILL);
+  wait_for(reader);
   unlink(path.c_str());
-}
-
-void FifoReader::create() {
-  mkfifo(path.c_str(), 0600);
-  reader = std::thread([this] {
-    int fd = open(path.c_str(), O_RDONLY);
-    if (fd < 0) return;
-    char buffer[4096];
-    ssize_t n;
-    while ((n = read(fd, buffer, sizeof buffer)) > 0) bytes.append(buffer, static_cast<size_t>(n));
-    close(fd);
-  });
+  unlink(bytes_path.c_str());
 }
 
 std::string FifoReader::finish() {
-  if (reader.joinable()) reader.join();
-  return bytes;
+  wait_for(reader);
+  return read_file(bytes_path);
 }
 
-void FifoReader::open_and_quit() {
+QuittingReader::QuittingReader(std::string fifo_path) : path(std::move(fifo_path)) {
   mkfifo(path.c_str(), 0600);
-  reader = std::thread([this] {
-    int fd = open(path.c_str(), O_RDONLY);
-    if (fd >= 0) close(fd);
-  });
+  reader = fork();
+  if (reader != 0) return;
+  int in = open(path.c_str(), O_RDONLY);
+  if (in >= 0) close(in);
+  _exit(0);
+}
+
+QuittingReader::~QuittingReader() {
+  wait_for(reader);
+  unlink(path.c_str());
 }
 
 std::string decode_progress(const std::string& bytes) {

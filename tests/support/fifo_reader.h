@@ -1,24 +1,33 @@
 // The front end's side of a named pipe: creates a FIFO and reads all that
-// is written to it on a thread of its own, until the writer closes it.
+// is written to it, until the writer closes it. The reader is a process of
+// its own, so the test stays single-threaded when it forks talvon's side.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
-#include <thread>
 
 struct FifoReader {
-  // Creates the FIFO at `path` now unless `create_later` is set, in which
-  // case `create()` makes it.
-  explicit FifoReader(std::string path, bool create_later = false);
+  // Creates the FIFO at `path` after `delay_ms` milliseconds and reads it.
+  explicit FifoReader(std::string path, int delay_ms = 0);
   ~FifoReader();
-  void create();
+  FifoReader(const FifoReader&) = delete;
+  FifoReader& operator=(const FifoReader&) = delete;
+
   // Waits for the writer to close and gives all bytes read.
   std::string finish();
-  // Opens the FIFO and closes it again at once, like a reader that quits.
-  void open_and_quit();
 
   std::string path;
-  std::string bytes;
-  std::thread reader;
+  std::string bytes_path;
+  pid_t reader = -1;
+};
+
+// Creates a FIFO whose reader opens it and goes away at once.
+struct QuittingReader {
+  explicit QuittingReader(std::string path);
+  ~QuittingReader();
+  std::string path;
+  pid_t reader = -1;
 };
 
 // The records of the progress channel, decoded for comparison:
