@@ -9,9 +9,10 @@
 #include "driver/diagnostics.h"
 #include "driver/progress_channel.h"
 #include "driver/run_driver.h"
+#include "driver/self_test.h"
 
 static void run_test() {
-  die("talvon test: the self-test is not built yet");
+  selfTest();
 }
 
 static void run_echo(char** argv) {
