@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -400,6 +401,113 @@ TEST(StateMovesDeathTest, EveryChildWeightedLeavesNoneForTheRemainder) {
   // The empty rest of the children is the end of the list as read.
   EXPECT_EQ(o.out, "()\n");
   EXPECT_TRUE(ownPosition(o.err, "core/reader.cpp", "head of non-cons")) << o.err;
+}
+
+// The Tiny C Compiler, when the machine has one.
+std::string tinyC() {
+  for (const char* path : {"/usr/bin/tcc", "/usr/local/bin/tcc"}) {
+    if (FILE* f = fopen(path, "r")) {
+      fclose(f);
+      return path;
+    }
+  }
+  return "";
+}
+
+// A program that runs a year of months of a product with n states, 0.6
+// starting on the premium-paying side of state 0 and 0.4 on the
+// free-policy side, and prints the premium-paying states, the free-policy
+// states and the sum of probTransfer.
+std::string yearProgram(const Model& m, const char* product, int n) {
+  const Cell* record = recordOf(m, product, 0);
+  const Cell* accumulator = assignmentsOf(m, product);
+  return emitted([&] {
+    emitLine(0, "#include <stdio.h>");
+    emitLine(0, "int main(){");
+    emitLine(2, "double prob, probTransfer, paid=0;");
+    for (int k = 0; k < n; k++) {
+      declareDoubleInit(2, stateProbName(record, k), real(k == 0 ? 0.6 : 0.0));
+      declareDoubleInit(2, fpStateProbName(record, k), real(k == 0 ? 0.4 : 0.0));
+      declareDouble(2, tempProbName(k));
+      declareDouble(2, tempFpProbName(k));
+    }
+    for (const Cell* n = akeys(accumulator); is_cons(n); n = tail(n)) declareDouble(2, head(n));
+    emitLine(2, "int t;");
+    emitLine(2, "for(t=0;t<12;t++){");
+    emitAssignments(4, accumulator);
+    for (int k = 0; k < n; k++) {
+      emitAssign(4, tempProbName(k), stateProbName(record, k));
+      emitAssign(4, tempFpProbName(k), fpStateProbName(record, k));
+    }
+    emitMoves(4, record, accumulator, Side::premiumPaying);
+    emitMoves(4, record, accumulator, Side::freePolicy);
+    emitLine(4, "paid+=probTransfer;");
+    emitLine(2, "}");
+    // Templates take every % for a hole: the format goes in whole lines.
+    for (int k = 0; k < n; k++) {
+      emitLine(2, ("printf(\"%.17g \"," + flat(stateProbName(record, k)) + ");").c_str());
+    }
+    for (int k = 0; k < n; k++) {
+      emitLine(2, ("printf(\"%.17g \"," + flat(fpStateProbName(record, k)) + ");").c_str());
+    }
+    emitLine(2, "printf(\"%.17g\\n\",paid);");
+    emitLine(2, "return 0;");
+    emitLine(0, "}");
+  });
+}
+
+// The premium-paying states, the free-policy states and the paid sum.
+std::vector<double> runYear(const Model& m, const char* product, int n) {
+  TempDir dir;
+  write_file(dir.file("moves.c"), yearProgram(m, product, n));
+  Outcome o = run_program({tinyC(), "-run", dir.file("moves.c")});
+  EXPECT_EQ(o.status, 0) << o.err;
+  std::istringstream values(o.out);
+  std::vector<double> result(2 * n + 1);
+  for (double& v : result) values >> v;
+  EXPECT_FALSE(values.fail()) << o.out;
+  return result;
+}
+
+TEST(StateMovesProgramTest, NestedMovesConserveProbabilityInTheCompiledProgram) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = runYear(runPasses(NESTED), "p", 3);
+  const double* pp = &v[0];
+  const double* fp = &v[3];
+  double paid = v[6];
+  // The same months worked out here: death 0.02 from alive, disablement
+  // 0.05 from active; the product pays for being active at the month's end.
+  double active = 1.0, disabled = 0.0, dead = 0.0, paidHere = 0.0;
+  for (int t = 0; t < 12; t++) {
+    double a = active, d = disabled;
+    active = a * 0.98 * 0.95;
+    disabled = d * 0.98 + a * 0.98 * 0.05;
+    dead += (a + d) * 0.02;
+    paidHere += active;
+  }
+  const double expected[3] = {active, disabled, dead};
+  for (int k = 0; k < 3; k++) {
+    EXPECT_NEAR(pp[k], 0.6 * expected[k], 1e-14) << k;
+    EXPECT_NEAR(fp[k], 0.4 * expected[k], 1e-14) << k;
+  }
+  EXPECT_NEAR(pp[0] + pp[1] + pp[2] + fp[0] + fp[1] + fp[2], 1.0, 1e-14);
+  EXPECT_NEAR(paid, paidHere, 1e-13);
+}
+
+TEST(StateMovesProgramTest, EntryWeightsShareTheEnteringProbability) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = runYear(runPasses(WEIGHTED), "p", 4);
+  // out leaves at 0.1 a month; a gets 0.3 of what enters, b 0.2, c the rest.
+  double out = 1.0;
+  for (int t = 0; t < 12; t++) out *= 0.9;
+  const double expected[4] = {out, 0.3 * (1 - out), 0.2 * (1 - out), 0.5 * (1 - out)};
+  double sum = 0.0;
+  for (int k = 0; k < 4; k++) {
+    EXPECT_NEAR(v[k], 0.6 * expected[k], 1e-14) << k;
+    EXPECT_NEAR(v[4 + k], 0.4 * expected[k], 1e-14) << k;
+    sum += v[k] + v[4 + k];
+  }
+  EXPECT_NEAR(sum, 1.0, 1e-14);
 }
 
 }  // namespace
