@@ -6,10 +6,12 @@
 
 #include <cstdio>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "codegen/emitter.h"
+#include "codegen/names.h"
 #include "core/list.h"
 #include "core/printer.h"
 #include "core/reader.h"
@@ -249,6 +251,97 @@ TEST(SurrenderCodeTest, CompactModeDropsTheCommentsAndKeepsTheCode) {
   EXPECT_EQ(written.substr(0, 1), " ");
   EXPECT_EQ(written.find("//"), std::string::npos);
   EXPECT_EQ(written.find("quotient_ppa"), std::string::npos);
+}
+
+// The Tiny C Compiler, when the machine has one.
+std::string tinyC() {
+  for (const char* path : {"/usr/bin/tcc", "/usr/local/bin/tcc"}) {
+    if (FILE* f = fopen(path, "r")) {
+      fclose(f);
+      return path;
+    }
+  }
+  return "";
+}
+
+const char* const TRANSITIONS[] = {
+    "prob_customer_to_customer",   "prob_customer_to_surrender",
+    "prob_alive_to_alive",         "prob_alive_to_dead",
+    "prob_active_to_active",       "prob_active_to_disabled",
+    "prob_premium_paying_to_premium_paying", "prob_premium_paying_to_free_policy",
+};
+
+// One month of the surrender block from state 0 holding 1, with the
+// transition probabilities given in TRANSITIONS order. Prints the seven
+// states, probTransfer, quotient_ppa and delta_ppa.
+std::vector<double> surrenderMonth(const double (&transitions)[8], double fpFraction) {
+  const Cell* r = record(0, string("product_surrender"), nil());
+  std::string source = emitted([&] {
+    emitLine(0, "#include <stdio.h>");
+    emitLine(0, "int main(){");
+    emitLine(2, "double prob, probTransfer, p_ppa, delta_ppa, quotient_ppa;");
+    declareDoubleInit(2, symbol("fp_fraction"), real(fpFraction));
+    for (int i = 0; i < 8; i++) {
+      declareDoubleInit(2, symbol(TRANSITIONS[i]), real(transitions[i]));
+    }
+    for (int k = 0; k < 7; k++) declareDoubleInit(2, stateProbName(r, k), real(k == 0));
+    for (int k = 0; k < 4; k++) declareDouble(2, tempProbName(k));
+    emitSecurePpa(2, r);
+    for (int k = 0; k < 4; k++) emitAssign(2, tempProbName(k), stateProbName(r, k));
+    emitSurrenderMoves(2, r);
+    emitDeltaQuotient(2);
+    for (int k = 0; k < 7; k++) {
+      emitLine(2, ("printf(\"%.17g \",prob_product_0_state_" + std::to_string(k) + ");").c_str());
+    }
+    emitLine(2, "printf(\"%.17g %.17g %.17g\\n\",probTransfer,quotient_ppa,delta_ppa);");
+    emitLine(2, "return 0;");
+    emitLine(0, "}");
+  });
+  TempDir dir;
+  write_file(dir.file("surrender.c"), source);
+  Outcome o = run_program({tinyC(), "-run", dir.file("surrender.c")});
+  EXPECT_EQ(o.status, 0) << o.err;
+  std::istringstream values(o.out);
+  std::vector<double> result(10);
+  for (double& v : result) values >> v;
+  EXPECT_FALSE(values.fail()) << o.out;
+  return result;
+}
+
+TEST(SurrenderProgramTest, SurrenderMovesToStateSixAndPays) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = surrenderMonth({0.99, 0.01, 0, 0, 0, 0, 0, 0}, 0.5);
+  const double expected[10] = {0.99, 0, 0, 0, 0, 0, 0.01, 0.01, 0, 0};
+  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
+}
+
+TEST(SurrenderProgramTest, ConversionArrivesWithTheFreePolicyFraction) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = surrenderMonth({1, 0, 1, 0, 1, 0, 0, 0.1}, 0.5);
+  const double expected[10] = {0.9, 0.05, 0, 0, 0, 0, 0, 0, 0.1, 0.1};
+  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
+}
+
+TEST(SurrenderProgramTest, EveryMoveOutOfStateZeroHappensOnce) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  // Customer 0.9, alive 0.95, active 0.8, premium paying 0.7; fp_fraction 1
+  // keeps the whole probability among the seven states.
+  std::vector<double> v = surrenderMonth({0.9, 0.1, 0.95, 0.05, 0.8, 0.2, 0.7, 0.3}, 1.0);
+  const double conversion = 0.9 * 0.95 * 0.8 * 0.3;
+  const double expected[10] = {1 - conversion - 0.9 * 0.95 * 0.2 * 0.7 - 0.9 * 0.05 * 0.7 - 0.1,
+                               conversion,
+                               0.9 * 0.95 * 0.2 * 0.7,
+                               0,
+                               0.9 * 0.05 * 0.7,
+                               0,
+                               0.1,
+                               0.1,
+                               conversion,
+                               conversion};
+  double sum = 0.0;
+  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
+  for (int k = 0; k < 7; k++) sum += v[k];
+  EXPECT_NEAR(sum, 1.0, 1e-15);
 }
 
 }  // namespace
