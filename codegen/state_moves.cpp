@@ -36,8 +36,8 @@ static const Cell* intensityAssignments(const Cell* split, const Cell* cdefs, co
   for (const Cell* i = splitIntensities(split); is_cons(i); i = tail(i)) {
     const Cell* from = first(head(i));
     const Cell* to = second(head(i));
-    accumulator = bindCtext(transitionProbName(from, to), third(head(i)), cdefs, defs,
-                            environment, accumulator);
+    accumulator = bindCtext(transitionProbName(from, to), third(head(i)), cdefs, defs, environment,
+                            accumulator);
     targets = aset(targets, from, cons(to, aget(targets, from)));
   }
   for (const Cell* c = splitChildren(split); is_cons(c); c = tail(c)) {
@@ -55,8 +55,8 @@ static const Cell* weightAssignments(const Cell* split, const Cell* cdefs, const
   const Cell* weighted = nil();
   for (const Cell* w = weights; is_cons(w); w = tail(w)) {
     const Cell* child = first(head(w));
-    accumulator = bindCtext(weightName(child), second(head(w)), cdefs, defs, environment,
-                            accumulator);
+    accumulator =
+        bindCtext(weightName(child), second(head(w)), cdefs, defs, environment, accumulator);
     weighted = cons(child, weighted);
   }
   // A split whose children all have clauses has no child left here, and
@@ -147,8 +147,7 @@ static int isProduct(const Cell* term) {
 // Recurses once per factor: products are as deep as a tuple's components.
 const Cell* toInfix(const Cell* term) {
   if (!isProduct(term)) return term;
-  return list5(symbol("("), toInfix(second(term)), symbol("*"), toInfix(third(term)),
-               symbol(")"));
+  return list5(symbol("("), toInfix(second(term)), symbol("*"), toInfix(third(term)), symbol(")"));
 }
 
 static const Cell* stateVariable(const Cell* record, int32_t k, Side side) {
@@ -159,8 +158,8 @@ static const Cell* stateCopy(int32_t k, Side side) {
   return side == Side::premiumPaying ? tempProbName(k) : tempFpProbName(k);
 }
 
-static void emitMove(int indent, const Cell* record, const Cell* p, int32_t i, int32_t j,
-                     Side side, int pays) {
+static void emitMove(int indent, const Cell* record, const Cell* p, int32_t i, int32_t j, Side side,
+                     int pays) {
   emitAssign(indent, symbol("prob"), toInfix(multiplyTerms(p, stateCopy(i, side))));
   emitTemplate1(indent, "%-=prob;", stateVariable(record, i, side));
   emitTemplate1(indent, "%+=prob;", stateVariable(record, j, side));

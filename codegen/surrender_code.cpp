@@ -42,36 +42,35 @@ void emitSecurePpa(int indent, const Cell* record) {
 // One move of the surrender block: the product of the factors and the
 // copy of the source state, out of it and, through `into`, into the target.
 struct SurrenderMove {
-  const char* factors[5];  // the first starts the line; ends at null
   int from;
   int to;
   const char* into;  // the conversion lets only fp_fraction arrive
   int pays;
+  const char* factors[5];  // the first starts the line; ends at null
 };
 
 static const char* const ALL = "prob_product_%_state_%+=prob;";
 static const char* const FRACTION = "prob_product_%_state_%+=prob*fp_fraction;";
 
+static const char* const CUSTOMER = "prob=prob_customer_to_customer";
+static const char* const SURRENDER = "prob=prob_customer_to_surrender";
+static const char* const ALIVE = "    *prob_alive_to_alive";
+static const char* const DEAD = "    *prob_alive_to_dead";
+static const char* const ACTIVE = "    *prob_active_to_active";
+static const char* const DISABLED = "    *prob_active_to_disabled";
+static const char* const PAYING = "    *prob_premium_paying_to_premium_paying";
+static const char* const FREE = "    *prob_premium_paying_to_free_policy";
+
 static const SurrenderMove surrenderMoves[] = {
-    {{"prob=prob_customer_to_customer", "    *prob_alive_to_alive", "    *prob_active_to_active",
-      "    *prob_premium_paying_to_free_policy", nullptr},
-     0, 1, FRACTION, 0},
-    {{"prob=prob_customer_to_customer", "    *prob_alive_to_alive",
-      "    *prob_active_to_disabled", "    *prob_premium_paying_to_premium_paying", nullptr},
-     0, 2, ALL, 0},
-    {{"prob=prob_customer_to_customer", "    *prob_alive_to_dead",
-      "    *prob_premium_paying_to_premium_paying", nullptr},
-     0, 4, ALL, 0},
-    {{"prob=prob_customer_to_surrender", nullptr}, 0, 6, ALL, 1},
-    {{"prob=prob_customer_to_customer", "    *prob_alive_to_alive",
-      "    *prob_active_to_disabled", nullptr},
-     1, 3, ALL, 0},
-    {{"prob=prob_customer_to_customer", "    *prob_alive_to_dead", nullptr}, 1, 5, ALL, 0},
-    {{"prob=prob_customer_to_surrender", nullptr}, 1, 6, ALL, 1},
-    {{"prob=prob_customer_to_customer", "    *prob_alive_to_dead",
-      "    *prob_premium_paying_to_premium_paying", nullptr},
-     2, 4, ALL, 0},
-    {{"prob=prob_customer_to_customer", "    *prob_alive_to_dead", nullptr}, 3, 5, ALL, 0},
+    {0, 1, FRACTION, 0, {CUSTOMER, ALIVE, ACTIVE, FREE, nullptr}},
+    {0, 2, ALL, 0, {CUSTOMER, ALIVE, DISABLED, PAYING, nullptr}},
+    {0, 4, ALL, 0, {CUSTOMER, DEAD, PAYING, nullptr}},
+    {0, 6, ALL, 1, {SURRENDER, nullptr}},
+    {1, 3, ALL, 0, {CUSTOMER, ALIVE, DISABLED, nullptr}},
+    {1, 5, ALL, 0, {CUSTOMER, DEAD, nullptr}},
+    {1, 6, ALL, 1, {SURRENDER, nullptr}},
+    {2, 4, ALL, 0, {CUSTOMER, DEAD, PAYING, nullptr}},
+    {3, 5, ALL, 0, {CUSTOMER, DEAD, nullptr}},
 };
 
 static void emitSurrenderMove(int indent, const Cell* id, const SurrenderMove& move) {

@@ -54,8 +54,7 @@ Model runPasses(const std::vector<std::string>& lines) {
 const Cell* recordOf(const Model& m, const char* product, int id) {
   return list5(cons(symbol("id"), integer(id)), cons(symbol("name"), string(product)),
                cons(symbol("weight"), integer(1)),
-               cons(symbol("def"), aget_named(m.products, product)),
-               cons(symbol("env"), nil()));
+               cons(symbol("def"), aget_named(m.products, product)), cons(symbol("env"), nil()));
 }
 
 const Cell* assignmentsOf(const Model& m, const char* product) {
@@ -249,9 +248,9 @@ TEST(StateMovesTest, IntegerWeightsFoldAndDropTheMovesTheyForbid) {
   EXPECT_EQ(integer_value(remainder), 0);
   // Weight 0 forbids entering a and c; weight 1 disappears from the product.
   EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
-            lines4({"// Move pp probabiliites", "probTransfer=0;",
-                    "prob=(prob_out_to_in*prob_0);", "prob_product_0_state_0-=prob;",
-                    "prob_product_0_state_2+=prob;", "probTransfer+=prob_product_0_state_1;"}));
+            lines4({"// Move pp probabiliites", "probTransfer=0;", "prob=(prob_out_to_in*prob_0);",
+                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
+                    "probTransfer+=prob_product_0_state_1;"}));
 }
 
 TEST(StateMovesTest, KnownIntegerIntensitiesSimplifyButRealsDoNot) {

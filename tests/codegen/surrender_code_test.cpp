@@ -62,15 +62,13 @@ const Cell* record(int id, const Cell* name, const Cell* env, const Cell* tuples
                cons(symbol("env"), env));
 }
 
-const Cell* flag(const char* key, const Cell* value) {
-  return cons(symbol(key), value);
-}
+const Cell* flag(const char* key, const Cell* value) { return cons(symbol(key), value); }
 
 TEST(SurrenderCodeTest, SevenStateSetsTheSurrenderIntensityToZeroInItsPlace) {
   const Cell* basis = list3(entry("mortality", string("m")), entry("surrender", real(0.02)),
                             entry("yield_curve", real(2.0)));
-  const Cell* portfolio = list3(entry("policies", nil()), entry("basis", basis),
-                                entry("seven_state", integer(0)));
+  const Cell* portfolio =
+      list3(entry("policies", nil()), entry("basis", basis), entry("seven_state", integer(0)));
   EXPECT_EQ(text(zeroSurrenderIntensity(portfolio)),
             "((\"policies\") (\"basis\" (\"mortality\" . \"m\") (\"surrender\" . 0.000000) "
             "(\"yield_curve\" . 2.000000)) (\"seven_state\" . 0))");
@@ -204,16 +202,15 @@ TEST(SurrenderCodeTest, DeltaQuotientClosesTheSurrenderBlock) {
   EXPECT_EQ(emitted([] { emitDeltaQuotient(2); }),
             indented(2, {"// Compute delta_ppa and quotient_ppa",
                          "quotient_ppa=prob_customer_to_customer",
-                         "            *prob_alive_to_alive",
-                         "            *prob_active_to_active",
+                         "            *prob_alive_to_alive", "            *prob_active_to_active",
                          "            *prob_premium_paying_to_free_policy;",
                          "delta_ppa=quotient_ppa*p_ppa;", ""}));
 }
 
 TEST(SurrenderCodeTest, ActiveStatesConvertTheirOwnShare) {
   // active at any depth counts; a similar name does not.
-  const Cell* tuples = parse(
-      "(((alive (active))) ((alive (disabled))) ((inactive)) ((x (y (z (active))))))");
+  const Cell* tuples =
+      parse("(((alive (active))) ((alive (disabled))) ((inactive)) ((x (y (z (active))))))");
   const Cell* r = record(2, string("pension"), nil(), tuples);
   EXPECT_EQ(emitted([&] { emitPpToFp(4, r); }),
             indented(4, {"// Move probability from pp to fp",
@@ -227,10 +224,10 @@ TEST(SurrenderCodeTest, WithoutActiveStateZeroConvertsDeltaPpa) {
   const Cell* tuples[] = {parse("(((alive)) ((dead)))"), parse("(())")};
   for (const Cell* t : tuples) {
     const Cell* r = record(11, string("pension"), nil(), t);
-    EXPECT_EQ(emitted([&] { emitPpToFp(0, r); }),
-              indented(0, {"// Move probability from pp to fp",
-                           "prob_product_11_state_0-=delta_ppa;",
-                           "prob_product_11_fp_state_0+=delta_ppa*fp_fraction;"}));
+    EXPECT_EQ(
+        emitted([&] { emitPpToFp(0, r); }),
+        indented(0, {"// Move probability from pp to fp", "prob_product_11_state_0-=delta_ppa;",
+                     "prob_product_11_fp_state_0+=delta_ppa*fp_fraction;"}));
   }
 }
 
@@ -265,10 +262,14 @@ std::string tinyC() {
 }
 
 const char* const TRANSITIONS[] = {
-    "prob_customer_to_customer",   "prob_customer_to_surrender",
-    "prob_alive_to_alive",         "prob_alive_to_dead",
-    "prob_active_to_active",       "prob_active_to_disabled",
-    "prob_premium_paying_to_premium_paying", "prob_premium_paying_to_free_policy",
+    "prob_customer_to_customer",
+    "prob_customer_to_surrender",
+    "prob_alive_to_alive",
+    "prob_alive_to_dead",
+    "prob_active_to_active",
+    "prob_active_to_disabled",
+    "prob_premium_paying_to_premium_paying",
+    "prob_premium_paying_to_free_policy",
 };
 
 // One month of the surrender block from state 0 holding 1, with the
