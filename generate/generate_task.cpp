@@ -144,8 +144,11 @@ void writeProductEntry(const char* name, int age, int amount, int from, int to, 
   emitLine(8, "(\"state_spouse_calculation\"");
   emitLine(10, "(parseEval \"\"\"spouse_alive\"\"\"))");
   emitLine(8, "(\"gender_spouse\" (parseEval \"\"\"female\"\"\"))");
-  emitTemplate1(8, "(\"time_birth_spouse\" (parseEval \"%\"))", string(dateText(age + 5).c_str()));
-  emitTemplate1(8, "(\"time_birth_child\" (parseEval \"%\"))", string(dateText(5).c_str()));
+  // String cells point at their text: it must outlive the lines.
+  std::string spouse_birth = dateText(age + 5);
+  std::string child_birth = dateText(5);
+  emitTemplate1(8, "(\"time_birth_spouse\" (parseEval \"%\"))", string(spouse_birth.c_str()));
+  emitTemplate1(8, "(\"time_birth_child\" (parseEval \"%\"))", string(child_birth.c_str()));
   emitLine(8, age_expiry_child);
   emitLine(7, ")");
 }
@@ -237,8 +240,9 @@ void writeRandomPortfolioB(int count, const char* path) {
 
 // The policy head of a holder aged `age` whose policy began at 30.
 static void write_fixed_age_policy_head(int age) {
-  write_policy_head("%", list1(string(dateText(age).c_str())),
-                    list1(string(dateText(age - 30).c_str())));
+  std::string birth = dateText(age);
+  std::string policy = dateText(age - 30);
+  write_policy_head("%", list1(string(birth.c_str())), list1(string(policy.c_str())));
 }
 
 void writeSingleProductPolicy(const char* name, int age, int amount, int flag) {
