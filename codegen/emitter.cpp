@@ -1,3 +1,222 @@
 #include "codegen/emitter.h"
 
+#include <cstring>
+
+#include "codegen/identifiers.h"
+#include "core/list.h"
+#include "core/printer.h"
+#include "driver/diagnostics.h"
+
 int compactMode = 1;
+
+static FILE* output = stdout;
+
+static const int LINE_SIZE = 1000;
+static const int IDENTIFIER_LIMIT = 999;
+
+void setOutputFile(FILE* file) {
+  output = file;
+}
+
+FILE* outputFile() {
+  return output;
+}
+
+void emitIndent(int count) {
+  if (compactMode) return;
+  for (int i = 0; i < count; i++) fputc(' ', output);
+}
+
+void emitBlankLine() {
+  if (compactMode) return;
+  fputc('\n', output);
+}
+
+static int is_letter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+static int is_identifier_char(char c) {
+  return is_letter(c) || (c >= '0' && c <= '9') || c == '_';
+}
+
+static void write_identifier(const char* start, int n) {
+  if (n > IDENTIFIER_LIMIT) die("o: buffer overflow");
+  char name[IDENTIFIER_LIMIT + 1];
+  memcpy(name, start, n);
+  name[n] = '\0';
+  if (!isKeptIdentifier(name)) scrambleIdentifier(name, n);
+  fwrite(name, 1, n, output);
+}
+
+static void write_compact(const char* line) {
+  if (strncmp(line, "#include", 8) == 0) {
+    fprintf(output, "%s\n", line);
+    return;
+  }
+  if (strncmp(line, "#define", 7) == 0) return;
+  const char* p = line;
+  while (*p == ' ') p++;
+  while (*p != '\0') {
+    if (p[0] == '/' && p[1] == '/') {
+      fputc(' ', output);
+      return;
+    }
+    if (*p == '"') {
+      // No escapes: the literal ends at the next quote.
+      const char* end = strchr(p + 1, '"');
+      size_t n = end != nullptr ? end + 1 - p : strlen(p);
+      fwrite(p, 1, n, output);
+      p += n;
+    } else if (strncmp(p, "MONTH_LIMIT", 11) == 0) {
+      fputs("1440", output);
+      p += 11;
+    } else if (is_letter(*p)) {
+      const char* start = p;
+      while (is_identifier_char(*p)) p++;
+      write_identifier(start, static_cast<int>(p - start));
+    } else {
+      fputc(*p, output);
+      p++;
+    }
+  }
+  fputc(' ', output);
+}
+
+void writeLine(const char* line) {
+  if (compactMode) {
+    write_compact(line);
+  } else {
+    fprintf(output, "%s\n", line);
+  }
+}
+
+void emitLine(int indent, const char* text) {
+  emitIndent(indent);
+  writeLine(text);
+}
+
+static int flatten_atom(const Cell* c, char* buffer, int space) {
+  size_t size = space > 0 ? static_cast<size_t>(space) : 0;
+  int n;
+  switch (c->tag) {
+    case CellTag::symbol:
+    case CellTag::string:
+      n = snprintf(buffer, size, "%s", c->text);
+      break;
+    case CellTag::integer:
+    case CellTag::date:
+    case CellTag::span:
+      n = snprintf(buffer, size, "%d", c->whole);
+      break;
+    case CellTag::real:
+      n = snprintf(buffer, size, "%f", c->real);
+      break;
+    default:
+      if (space > 0) buffer[0] = '\0';
+      return 0;
+  }
+  if (n < 0) pdie("snprintf()");
+  if (n >= space) die("flattenToBuffer overflow");
+  return n;
+}
+
+// Walks a list's tails in a loop and recurses only into heads, so long
+// lists cost no stack.
+int flattenToBuffer(const Cell* c, char* buffer, int space) {
+  int written = 0;
+  while (is_cons(c)) {
+    written += flattenToBuffer(c->pair.head, buffer + written, space - written);
+    c = c->pair.tail;
+  }
+  return written + flatten_atom(c, buffer + written, space - written);
+}
+
+[[noreturn]] static void template_fault(const char* text, const char* message) {
+  printf("%s\n", text);
+  die(message);
+}
+
+void emitTemplate(int indent, const char* text, const Cell* arguments) {
+  emitIndent(indent);
+  char line[LINE_SIZE];
+  int used = 0;
+  int space = LINE_SIZE;
+  line[0] = '\0';
+  const char* rest = text;
+  for (const char* hole = strchr(rest, '%'); hole != nullptr; hole = strchr(rest, '%')) {
+    int literal = static_cast<int>(hole - rest);
+    if (literal >= space) die("LX buffer overflow");
+    memcpy(line + used, rest, literal);
+    used += literal;
+    space -= literal;
+    line[used] = '\0';
+    if (!is_cons(arguments)) template_fault(text, "Too few arguments");
+    int n = flattenToBuffer(arguments->pair.head, line + used, space);
+    used += n;
+    space -= n;
+    arguments = arguments->pair.tail;
+    rest = hole + 1;
+  }
+  if (is_cons(arguments)) template_fault(text, "Unused arguments");
+  int literal = static_cast<int>(strlen(rest));
+  if (literal >= space) die("LX buffer overflow");
+  memcpy(line + used, rest, literal + 1);
+  writeLine(line);
+}
+
+void emitTemplate1(int indent, const char* text, const Cell* a) {
+  emitTemplate(indent, text, list1(a));
+}
+
+void emitTemplate2(int indent, const char* text, const Cell* a, const Cell* b) {
+  emitTemplate(indent, text, list2(a, b));
+}
+
+void emitTemplate3(int indent, const char* text, const Cell* a, const Cell* b, const Cell* c) {
+  emitTemplate(indent, text, list3(a, b, c));
+}
+
+void emitTemplate4(int indent, const char* text, const Cell* a, const Cell* b, const Cell* c,
+                   const Cell* d) {
+  emitTemplate(indent, text, list4(a, b, c, d));
+}
+
+void declareDouble(int indent, const Cell* name) {
+  emitTemplate1(indent, "double %;", name);
+}
+
+void emitAssign(int indent, const Cell* left, const Cell* right) {
+  emitTemplate2(indent, "%=%;", left, right);
+}
+
+void declareDoubleInit(int indent, const Cell* name, const Cell* value) {
+  emitTemplate2(indent, "double %=%;", name, value);
+}
+
+void emitComment(int indent, const Cell* text) {
+  emitTemplate1(indent, "// %", text);
+}
+
+void emitAssignments(int indent, const Cell* accumulator) {
+  for (const Cell* rest = reverse(accumulator); is_cons(rest); rest = rest->pair.tail) {
+    const Cell* entry = rest->pair.head;
+    const Cell* name = head(entry);
+    const Cell* text = tail(entry);
+    if (equal(name, text)) continue;
+    emitTemplate1(indent, "%=", name);
+    emitTemplate1(indent + 2, "%;", text);
+  }
+}
+
+void emitStateComments(int indent, const Cell* nodeTuples, const Cell* record) {
+  if (compactMode) return;
+  emitComment(indent, aget_named(record, "name"));
+  int number = 0;
+  for (const Cell* rest = nodeTuples; is_cons(rest); rest = rest->pair.tail) {
+    emitIndent(indent);
+    fprintf(output, "// state %d: ", number);
+    write_cell_line(output, rest->pair.head);
+    number++;
+  }
+}

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "codegen/identifiers.h"
 #include "core/printer.h"
 #include "core/reader.h"
 #include "driver/diagnostics.h"
@@ -49,6 +50,7 @@ static const Subcommand SUBCOMMANDS[] = {
 }
 
 int talvon_main(int argc, char** argv) {
+  initIdentifierTable();
   if (argc >= 2) {
     for (const Subcommand& subcommand : SUBCOMMANDS) {
       if (strcmp(argv[1], subcommand.name) == 0 && argc == subcommand.argc) {
