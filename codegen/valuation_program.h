@@ -15,18 +15,12 @@ constexpr int ACCOUNT_COUNT = 20;
 constexpr int32_t NEVER_EXPIRES = 1000000;
 
 // The records, newest first. A record is an association list with the
-// symbol keys id, name, weight, def and env. Reports progress 0.0.
+// symbol keys id, name, weight, def and env. Starts a generation: clears
+// the used-account table and reports progress 0.0.
 const Cell* buildPolicyProducts(const Cell* portfolio, const Cell* products);
 
 // TRUE when the record's name is the string "product_surrender".
 int isSurrenderProduct(const Cell* record);
-
-// TRUE when the record's environment holds the key with a non-nil value.
-int recordFlag(const Cell* record, const char* key);
-
-// TRUE for the records that get no code at all: the surrender product of a
-// seven-state portfolio.
-int isSkippedRecord(const Cell* record);
 
 // The record's initial state index in its product's node tuples.
 int32_t initialStateIndex(const Cell* record, const Cell* defs);

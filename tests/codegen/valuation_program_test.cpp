@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "codegen/surrender_code.h"
 #include "core/list.h"
 #include "core/printer.h"
 #include "core/reader.h"
@@ -157,7 +158,7 @@ TEST(PolicyProductsTest, FlagsAndSurrender) {
     const Cell* record = first(buildPolicyProducts(evaluate(m, c.portfolio), m.products));
     EXPECT_EQ(isSurrenderProduct(record), c.surrender) << c.portfolio;
     EXPECT_EQ(recordFlag(record, "seven_state"), c.sevenState) << c.portfolio;
-    EXPECT_EQ(isSkippedRecord(record), c.surrender && c.sevenState) << c.portfolio;
+    EXPECT_EQ(getsNoCode(record), c.surrender && c.sevenState) << c.portfolio;
   }
   // A symbol of that name is not the surrender product.
   const Cell* symbolNamed = list1(cons(symbol("name"), symbol("product_surrender")));
