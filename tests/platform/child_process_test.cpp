@@ -166,8 +166,8 @@ TEST(CompatIncludeTest, ExecutableDirIsThatOfTheRunningProgram) {
 }
 
 TEST(CompatIncludeTest, CompilerCommandLine) {
-  std::vector<std::string> expected = {"tcc", "-I/x/include", "-o", "../bin/tmp", "../bin/tx",
-                                       "-lm"};
+  std::vector<std::string> expected = {"tcc",        "-I/x/include", "-o",
+                                       "../bin/tmp", "../bin/tx",    "-lm"};
   EXPECT_EQ(tcc_command("/x/include", "../bin/tmp", "../bin/tx"), expected);
 }
 
