@@ -79,6 +79,7 @@ TEST_F(Emitter, FlattensEachKindOfCell) {
       {"symbol", Sym("prob_"), "prob_"},
       {"string without quotes", Str("a \"b\" %d"), "a \"b\" %d"},
       {"integer", Int(-42), "-42"},
+      {"smallest integer", Int(INT32_MIN), "-2147483648"},
       {"real 1.5", Real(1.5), "1.500000"},
       {"real 0.1", Real(0.1), "0.100000"},
       {"tiny real", Real(0.0000001), "0.000000"},
