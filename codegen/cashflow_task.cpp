@@ -36,10 +36,10 @@ Connection connectionKind(const char* connection) {
 // The names of the socket variant that compact mode must keep: the socket
 // library's and the C library's, which the scrambler does not know.
 static const char* const SOCKET_NAMES[] = {
-    "socket",     "connect",  "htons",  "htonl",    "write",       "close",
-    "AF_INET",    "SOCK_STREAM",        "INADDR_LOOPBACK",         "struct",
-    "sockaddr_in", "sockaddr", "sin_family", "sin_addr", "s_addr", "sin_port",
-    "ssize_t",    "perror",   "exit",
+    "socket",     "connect",     "htons",           "htonl",    "write",       "close",
+    "AF_INET",    "SOCK_STREAM", "INADDR_LOOPBACK", "struct",   "sockaddr_in", "sockaddr",
+    "sin_family", "sin_addr",    "s_addr",          "sin_port", "ssize_t",     "perror",
+    "exit",
 };
 
 static int isSocketName(const char* start, size_t n) {
@@ -119,9 +119,9 @@ static void emitSocketLines(int indent, const char* const* lines, size_t count) 
 void emitPrologue(Connection kind) {
   static const char* const includes[] = {"#include <stdio.h>", "#include <stdlib.h>",
                                          "#include <math.h>"};
-  static const char* const socketIncludes[] = {
-      "#include <unistd.h>", "#include <sys/types.h>", "#include <sys/socket.h>",
-      "#include <netinet/in.h>", "#include <arpa/inet.h>"};
+  static const char* const socketIncludes[] = {"#include <unistd.h>", "#include <sys/types.h>",
+                                               "#include <sys/socket.h>", "#include <netinet/in.h>",
+                                               "#include <arpa/inet.h>"};
   static const char* const errorExit[] = {
       "void ErrorExit(char *msg){",
       "  LPVOID emsg;",
@@ -141,14 +141,10 @@ void emitPrologue(Connection kind) {
   };
   // The socket variant's error routines, which its xmit calls.
   static const char* const socketErrors[] = {
-      "void pdie(char *msg){",
-      "  perror(msg);",
-      "  exit(1);}",
-      "",
-      "void die(char *msg){",
-      "  fprintf(stderr,\"%s\\n\",msg);",
-      "  exit(1);}",
-      "",
+      "void pdie(char *msg){", "  perror(msg);",
+      "  exit(1);}",           "",
+      "void die(char *msg){",  "  fprintf(stderr,\"%s\\n\",msg);",
+      "  exit(1);}",           "",
   };
   static const char* const socketXmit[] = {
       "void xmit(int fd,void *buf,int size){",
@@ -213,12 +209,9 @@ std::string pipeNameLiteral(const char* name) {
 static void emitOpenConnection(Connection kind, const char* connection) {
   if (kind == Connection::socket) {
     static const char* const lines[] = {
-        "// open connection to tool",
-        "int fd=socket(AF_INET,SOCK_STREAM,0);",
-        "if(fd<0) pdie(\"socket()\");",
-        "struct sockaddr_in addr;",
-        "addr.sin_family=AF_INET;",
-        "addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);",
+        "// open connection to tool",   "int fd=socket(AF_INET,SOCK_STREAM,0);",
+        "if(fd<0) pdie(\"socket()\");", "struct sockaddr_in addr;",
+        "addr.sin_family=AF_INET;",     "addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);",
     };
     emitSocketLines(2, LINES(lines));
     char port[64];

@@ -8,9 +8,9 @@
 #include "codegen/surrender_code.h"
 #include "core/list.h"
 #include "core/printer.h"
-#include "expr/ctext.h"
 #include "driver/diagnostics.h"
 #include "driver/progress_channel.h"
+#include "expr/ctext.h"
 #include "expr/eval.h"
 #include "expr/scalar.h"
 #include "model/product_states.h"
@@ -46,9 +46,9 @@ const Cell* buildPolicyProducts(const Cell* portfolio, const Cell* products) {
         for (const Cell* terms = paySize->pair.tail; is_cons(terms); terms = terms->pair.tail) {
           const Cell* term = terms->pair.head;
           const Cell* termName = first(second(term));
-          records = cons(makeRecord(id++, termName, first(term), aget(products, termName),
-                                    environment),
-                         records);
+          records =
+              cons(makeRecord(id++, termName, first(term), aget(products, termName), environment),
+                   records);
         }
       } else {
         records = cons(makeRecord(id++, name, integer(1), def, environment), records);
@@ -311,8 +311,7 @@ static int32_t accountNumber(const Cell* value) {
 static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, const Cell* defs) {
   const Cell* environment = aget_named(record, "env");
   const Cell* def = recordDef(record);
-  const Cell* fpFraction =
-      aget_string(aget_named(environment, "basis"), "free_policy_fraction");
+  const Cell* fpFraction = aget_string(aget_named(environment, "basis"), "free_policy_fraction");
   const Cell* nodeTuples = aget_named(def, "nodeTuples");
   int32_t count = length(nodeTuples);
   initialStateIndex(record, defs);  // an unknown initial state ends the run here
@@ -331,8 +330,8 @@ static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, c
       bindCtext(symbol("paySize"), aget_named(def, "paySize"), cdefs, defs, environment, nil());
   accumulator = bindCtext(symbol("fp_fraction"), fpFraction, cdefs, defs, environment, accumulator);
   emitTemplate1(indent, "payWeight=%;", aget_named(record, "weight"));
-  accumulator = splitAssignments(aget_named(def, "splitAssoc"), cdefs, defs, environment,
-                                 accumulator);
+  accumulator =
+      splitAssignments(aget_named(def, "splitAssoc"), cdefs, defs, environment, accumulator);
   emitAssignments(indent, accumulator);
 
   emitLine(indent, "// Copy pp probabilities to temporary variables");
@@ -389,8 +388,8 @@ void emitReserveAccumulation(const Cell* portfolio, const Cell* cdefs, const Cel
   for (int x = 0; x < ACCOUNT_COUNT; x++) {
     for (int y = 0; y < ACCOUNT_COUNT; y++) {
       if (!isAccountUsed(x, y)) continue;
-      emitTemplate4(indent, "reserve[%][%]+=cashflow[%][%]/yield;", number(x), number(y),
-                    number(x), number(y));
+      emitTemplate4(indent, "reserve[%][%]+=cashflow[%][%]/yield;", number(x), number(y), number(x),
+                    number(y));
     }
   }
 }

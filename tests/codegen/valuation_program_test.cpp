@@ -181,11 +181,10 @@ TEST(PolicyProductsTest, InitialStateFromThePolicy) {
   EXPECT_EQ(initialStateIndex(second(records), m.defs), 1);
 }
 
-const std::string EXPIRY_MODEL =
-    ALIVE +
-    "(cdef t_date start (v_date (date 2019 1)))\n"
-    "(cdef t_date now (v_date (date 2020 1)))\n"
-    "(cdef t_span elapsed (- now start))\n";
+const std::string EXPIRY_MODEL = ALIVE +
+                                 "(cdef t_date start (v_date (date 2019 1)))\n"
+                                 "(cdef t_date now (v_date (date 2020 1)))\n"
+                                 "(cdef t_span elapsed (- now start))\n";
 
 TEST(ExpiryTest, MonthOfEachRelation) {
   Model m = runPasses(EXPIRY_MODEL);
@@ -223,7 +222,8 @@ TEST(ExpiryDeathTest, MalformedExpiries) {
       {"(< (* t t) (v_span (span 1 0)))", at(1, 5) + "malformed expiry\n"},
       {"(< (v_real 1.0) (v_span (span 1 0)))", at(1, 5) + "malformed expiry\n"},
       // A date left of a span: the difference is no span.
-      {"(< (v_date (date 2019 1)) (v_span (span 1 0)))", at(1, 2) + "Subtraction from span of non-span\n"},
+      {"(< (v_date (date 2019 1)) (v_span (span 1 0)))",
+       at(1, 2) + "Subtraction from span of non-span\n"},
   };
   for (const Case& c : cases) {
     Outcome o = run_fatal([&] { expiryMonth(read(c.expiry), m.cdefs, m.defs, nil()); });
@@ -241,8 +241,9 @@ TEST(ExpiryTest, BlocksRunLatestExpiryFirst) {
   };
   // Records newest first: ids 5, 4, 3, 2, 1, 0.
   const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({withYears("Y", 2), product("N"), withYears("Y", 2),
-                                     withYears("Y", -1), withYears("Y", 0), withYears("Y", 200)})})),
+      evaluate(m,
+               portfolio({policy({withYears("Y", 2), product("N"), withYears("Y", 2),
+                                  withYears("Y", -1), withYears("Y", 0), withYears("Y", 200)})})),
       m.products);
   const Cell* ordered = orderByExpiry(records, m.cdefs, m.defs);
   std::string ids;
@@ -251,7 +252,6 @@ TEST(ExpiryTest, BlocksRunLatestExpiryFirst) {
   // 0 clamp to month 0.
   EXPECT_EQ(ids, "5 1 2 0 4 3 ");
 }
-
 
 // ---- The text of main's parts ----
 
@@ -321,48 +321,50 @@ TEST(MainDeclarationsTest, DeclaresEverythingInOrder) {
       m.products);
   std::string text = readable([&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
   const std::string head =
-            "  // amount of probability to move from one state to another\n"
-            "  double prob;\n"
-            "\n"
-            "  // the probability by which money shall be moved\n"
-            "  double probTransfer;\n"
-            "\n"
-            "  // the amount of money which shall be moved\n"
-            "  double paySize;\n"
-            "\n"
-            "  // the free policy fraction\n"
-            "  double fp_fraction;\n"
-            "\n"
-            "  // the weight of the product\n"
-            "  double payWeight;\n"
-            "\n"
-            "  // the total cashflow\n"
-            "  double cashflow[20][20];\n"
-            "\n"
-            "  // the total reserve\n"
-            "  double reserve[20][20];\n"
-            "  double yield;\n"
-            "  int x,y;\n"
-            "  for(x=0;x<20;x++) for(y=0;y<20;y++)\n"
-            "    reserve[x][y]=0;\n"
-            "\n";
+      "  // amount of probability to move from one state to another\n"
+      "  double prob;\n"
+      "\n"
+      "  // the probability by which money shall be moved\n"
+      "  double probTransfer;\n"
+      "\n"
+      "  // the amount of money which shall be moved\n"
+      "  double paySize;\n"
+      "\n"
+      "  // the free policy fraction\n"
+      "  double fp_fraction;\n"
+      "\n"
+      "  // the weight of the product\n"
+      "  double payWeight;\n"
+      "\n"
+      "  // the total cashflow\n"
+      "  double cashflow[20][20];\n"
+      "\n"
+      "  // the total reserve\n"
+      "  double reserve[20][20];\n"
+      "  double yield;\n"
+      "  int x,y;\n"
+      "  for(x=0;x<20;x++) for(y=0;y<20;y++)\n"
+      "    reserve[x][y]=0;\n"
+      "\n";
   EXPECT_EQ(text.substr(0, head.size()), head);
   // B (id 1, premium paying initially) first: its 1 is on the free-policy
   // side. A has three states, (alive active), (alive disabled), (dead).
-  EXPECT_EQ(linesStarting(text, "double prob_product_"),
-            (Lines{"  double prob_product_1_state_0=0;", "  double prob_product_1_state_1=0;",
-                   "  double prob_product_1_fp_state_0=1;", "  double prob_product_1_fp_state_1=0;",
-                   "  double prob_product_0_state_0=1;", "  double prob_product_0_state_1=0;",
-                   "  double prob_product_0_state_2=0;", "  double prob_product_0_fp_state_0=0;",
-                   "  double prob_product_0_fp_state_1=0;", "  double prob_product_0_fp_state_2=0;"}));
-  EXPECT_NE(text.find("  // B\n  // state 0: ((alive))\n  // state 1: ((dead))\n"), std::string::npos);
+  EXPECT_EQ(
+      linesStarting(text, "double prob_product_"),
+      (Lines{"  double prob_product_1_state_0=0;", "  double prob_product_1_state_1=0;",
+             "  double prob_product_1_fp_state_0=1;", "  double prob_product_1_fp_state_1=0;",
+             "  double prob_product_0_state_0=1;", "  double prob_product_0_state_1=0;",
+             "  double prob_product_0_state_2=0;", "  double prob_product_0_fp_state_0=0;",
+             "  double prob_product_0_fp_state_1=0;", "  double prob_product_0_fp_state_2=0;"}));
+  EXPECT_NE(text.find("  // B\n  // state 0: ((alive))\n  // state 1: ((dead))\n"),
+            std::string::npos);
   Lines others;
   for (const std::string& line : linesStarting(text, "double prob_")) {
     if (line.find("product") == std::string::npos) others.push_back(line);
   }
   EXPECT_EQ(others,
-            (Lines{"  double prob_0;", "  double prob_fp_0;", "  double prob_1;", "  double prob_fp_1;",
-                   "  double prob_2;", "  double prob_fp_2;",
+            (Lines{"  double prob_0;", "  double prob_fp_0;", "  double prob_1;",
+                   "  double prob_fp_1;", "  double prob_2;", "  double prob_fp_2;",
                    // The splits in the order they were made.
                    "  double prob_alive_to_dead;", "  double prob_alive_to_alive;",
                    "  double prob_dead_to_dead;", "  double prob_active_to_disabled;",
@@ -396,7 +398,8 @@ TEST(MainDeclarationsTest, SevenStateDropsSurrenderAndFreePolicySides) {
 TEST(MainDeclarationsDeathTest, OnlyDatesAndSpansAreVariables) {
   Model m = runPasses(ALIVE);
   const Cell* cdefs = read("((x t_real 1.0))");
-  Outcome o = run_fatal([&] { readable([&] { emitMainDeclarations(nil(), cdefs, m.defs, m.states); }); });
+  Outcome o =
+      run_fatal([&] { readable([&] { emitMainDeclarations(nil(), cdefs, m.defs, m.states); }); });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "t_real\n");
   EXPECT_EQ(o.err, at(1, 3) + "cannot declare variable of the given type\n");
@@ -404,10 +407,10 @@ TEST(MainDeclarationsDeathTest, OnlyDatesAndSpansAreVariables) {
 
 TEST(MonthBodyTest, BlocksByExpiryWithTheirWeights) {
   Model m = runPasses(TWO_LEVELS);
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolioWith({product("B", " (\"survives_free_policy\" 1)"),
-                                 product("L", " (\"from\" 3) (\"to\" 0)")})),
-      m.products);
+  const Cell* records =
+      buildPolicyProducts(evaluate(m, portfolioWith({product("B", " (\"survives_free_policy\" 1)"),
+                                                     product("L", " (\"from\" 3) (\"to\" 0)")})),
+                          m.products);
   std::string text = readable([&] { emitMonthBody(4, records, m.cdefs, m.defs); });
   const std::string head =
       "    for(x=0;x<20;x++) for(y=0;y<20;y++)\n"
@@ -438,27 +441,29 @@ TEST(MonthBodyTest, BlocksByExpiryWithTheirWeights) {
 
 TEST(MonthBodyTest, AssignmentsComeBeforeTheMoves) {
   Model m = runPasses(TWO_LEVELS);
-  const Cell* records =
-      buildPolicyProducts(evaluate(m, portfolioWith({product("A", " (\"seven_state\" 1)")})), m.products);
+  const Cell* records = buildPolicyProducts(
+      evaluate(m, portfolioWith({product("A", " (\"seven_state\" 1)")})), m.products);
   std::string text = readable([&] { emitMonthBody(2, records, m.cdefs, m.defs); });
   size_t block = text.find("  if(t>=1000000) goto accumulate;\n");
   ASSERT_NE(block, std::string::npos);
   EXPECT_EQ(text.find("  if(t>=1000000) goto accumulate;\n"
-            "  // A\n"
-            "  // state 0: ((alive (active)))\n"
-            "  // state 1: ((alive (disabled)))\n"
-            "  // state 2: ((dead))\n"),
+                      "  // A\n"
+                      "  // state 0: ((alive (active)))\n"
+                      "  // state 1: ((alive (disabled)))\n"
+                      "  // state 2: ((dead))\n"),
             block);
   size_t weight = text.find("  payWeight=1;\n");
   size_t paySize = text.find("  paySize=\n    1.000000;\n");
   size_t fraction = text.find("  fp_fraction=\n    0.500000;\n");
   size_t split = text.find("  prob_alive_to_dead=\n");
-  size_t copies = text.find("  // Copy pp probabilities to temporary variables\n"
-                            "  prob_0=prob_product_0_state_0;\n"
-                            "  prob_1=prob_product_0_state_1;\n"
-                            "  prob_2=prob_product_0_state_2;\n");
-  size_t transfer = text.find("  // Transfer money from account to account\n"
-                              "  cashflow[1][2]+=payWeight*paySize*probTransfer;\n\n");
+  size_t copies = text.find(
+      "  // Copy pp probabilities to temporary variables\n"
+      "  prob_0=prob_product_0_state_0;\n"
+      "  prob_1=prob_product_0_state_1;\n"
+      "  prob_2=prob_product_0_state_2;\n");
+  size_t transfer = text.find(
+      "  // Transfer money from account to account\n"
+      "  cashflow[1][2]+=payWeight*paySize*probTransfer;\n\n");
   EXPECT_LT(block, weight);
   EXPECT_LT(weight, paySize);
   EXPECT_LT(paySize, fraction);
