@@ -1,0 +1,683 @@
+// The basis functions of the calculation program: their exact text, and
+// what they compute once the real tcc has built them against talvon's
+// windows.h and they run with the raised stack.
+#include "codegen/basis_code.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "codegen/emitter.h"
+#include "codegen/identifiers.h"
+#include "core/infix_parser.h"
+#include "core/list.h"
+#include "core/reader.h"
+#include "driver/diagnostics.h"
+#include "platform/child_process.h"
+#include "platform/compat_include.h"
+#include "support/process.h"
+
+namespace {
+
+// What `body` writes through the emitter in the given mode.
+std::string emitted(bool compact, const std::function<void()>& body) {
+  initIdentifierTable();
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  int saved_mode = compactMode;
+  FILE* saved_output = outputFile();
+  compactMode = compact;
+  setOutputFile(stream);
+  body();
+  setOutputFile(saved_output);
+  compactMode = saved_mode;
+  fclose(stream);
+  std::string text(buffer, size);
+  free(buffer);
+  return text;
+}
+
+std::string readable(const std::function<void()>& body) { return emitted(false, body); }
+
+// The intensities of one sex as infix texts, in the basis's own form.
+struct Intensities {
+  const char* alive_dead;
+  const char* marriage;
+  const char* divorce;
+  const char* age_distribution;
+};
+
+using Table = std::pair<const char*, std::vector<double>>;
+
+const Cell* sex_basis(const Intensities& sex) {
+  const Cell* entries = nil();
+  entries = acons(string("age_distribution"), parseExpr0(sex.age_distribution), entries);
+  entries = acons(string("married->unmarried"), parseExpr0(sex.divorce), entries);
+  entries = acons(string("unmarried->married"), parseExpr0(sex.marriage), entries);
+  entries = acons(string("waisen_factor"), parseExpr0("0.3"), entries);
+  return acons(string("alive->dead"), parseExpr0(sex.alive_dead), entries);
+}
+
+const Cell* portfolio_with(const Intensities& male, const Intensities& female,
+                           const std::vector<Table>& tables) {
+  const Cell* dfsa = nil();
+  for (const Table& table : tables) {
+    const Cell* values = nil();
+    for (size_t i = table.second.size(); i-- > 0;) values = cons(real(table.second[i]), values);
+    dfsa = acons(string(table.first), values, dfsa);
+  }
+  const Cell* basis = nil();
+  basis = acons(string("dfsa (Finanstilsynet)"), dfsa, basis);
+  basis = acons(string("female"), sex_basis(female), basis);
+  basis = acons(string("male"), sex_basis(male), basis);
+  basis = acons(string("yield_curve"), parseExpr0("0.01"), basis);
+  return acons(string("policies"), nil(), acons(string("basis"), basis, nil()));
+}
+
+const Intensities NOTHING_HAPPENS = {"0", "0", "0", "0"};
+
+const std::vector<Table> SMALL_TABLES = {
+    {"dfsa_mortality_male", {0.25}},
+    {"dfsa_yield", {1.0, 2.0, 3.0}},
+    {"dfsa_mortality_female", {0.5, 0.75}},
+    {"dfsa_mortality_improvement_female", {-0.01}},
+    {"dfsa_mortality_improvement_male", {12.5, 0.0}},
+};
+
+TEST(BasisCodeTest, TableTextInReadableMode) {
+  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
+  EXPECT_EQ(readable([&] { emitTable(portfolio, string("dfsa_yield")); }),
+            "double dfsa_yield_array[]={\n"
+            "  1.0000000000000000,\n"
+            "  2.0000000000000000,\n"
+            "  3.0000000000000000,\n"
+            "};\n"
+            "\n"
+            "double dfsa_yield(double t){\n"
+            "  if(t<=0) return dfsa_yield_array[0];\n"
+            "  int t0=floor(t);\n"
+            "  int year=t0/12;\n"
+            "  if(year>=2) return dfsa_yield_array[2];\n"
+            "  double month=(t-12*year)/12.0;\n"
+            "  return dfsa_yield_array[year]*(1.0-month)+\n"
+            "    dfsa_yield_array[year+1]*month;}\n"
+            "\n");
+  std::string wide =
+      "double dfsa_mortality_improvement_male_array[]={\n"
+      "  12.5000000000000000,\n"
+      "  0.0000000000000000,\n"
+      "};\n";
+  EXPECT_EQ(readable([&] {
+              emitTable(portfolio, string("dfsa_mortality_improvement_male"));
+            }).substr(0, wide.size()),
+            wide);
+}
+
+TEST(BasisCodeTest, TableEntriesInCompactModeShareOneLine) {
+  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
+  std::string text = emitted(true, [&] { emitTable(portfolio, string("dfsa_mortality_female")); });
+  EXPECT_EQ(text.find('\n'), std::string::npos);
+  std::string entries = "[]={ 0.5000000000000000, 0.7500000000000000, }; ";
+  ASSERT_NE(text.find(entries), std::string::npos) << text;
+  EXPECT_EQ(text.substr(0, 7), "double ");
+  // The array's scrambled name is the same at each use.
+  std::string array = text.substr(7, text.find(entries) - 7);
+  EXPECT_EQ(array.size(), std::string("dfsa_mortality_female_array").size());
+  EXPECT_NE(text.find("return " + array + "[0];"), std::string::npos) << text;
+  EXPECT_NE(text.find("return " + array + "[1];"), std::string::npos) << text;
+}
+
+TEST(BasisCodeTest, AnAbsentTableReadsAsZero) {
+  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, {});
+  EXPECT_EQ(readable([&] { emitTable(portfolio, string("dfsa_yield")); }),
+            "double dfsa_yield_array[]={\n"
+            "};\n"
+            "\n"
+            "double dfsa_yield(double t){\n"
+            "  return 0.0;}\n"
+            "\n");
+}
+
+TEST(BasisCodeTest, TablesComeInTheirFixedOrder) {
+  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
+  std::string text = readable([&] { emitBasisTables(portfolio); });
+  const char* const order[] = {
+      "double dfsa_yield(double t){",
+      "double dfsa_mortality_female(double t){",
+      "double dfsa_mortality_improvement_female(double t){",
+      "double dfsa_mortality_improvement_male(double t){",
+      "double dfsa_mortality_male(double t){",
+  };
+  size_t at = 0;
+  for (const char* head_line : order) {
+    size_t found = text.find(head_line);
+    ASSERT_NE(found, std::string::npos) << head_line;
+    EXPECT_GT(found, at) << head_line;
+    at = found;
+  }
+  EXPECT_NE(text.find("  if(year>=0) return dfsa_mortality_male_array[0];\n"), std::string::npos);
+}
+
+TEST(BasisCodeDeathTest, ATableEntryMustBeAReal) {
+  const Cell* portfolio =
+      acons(string("basis"),
+            list1(cons(string("dfsa (Finanstilsynet)"),
+                       list1(cons(string("dfsa_yield"), parse("(1.0 2 3.0)"))))),
+            nil());
+  Outcome o = run_fatal([&] { readable([&] { emitTable(portfolio, string("dfsa_yield")); }); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, position("(from string)", 1, 6) + "value of non-real\n");
+}
+
+TEST(BasisCodeDeathTest, AMissingIntensityEndsTheRunInItsTranslation) {
+  const Cell* portfolio = acons(
+      string("basis"),
+      list1(cons(string("male"), list1(cons(string("alive->dead"), parseExpr0("0.01"))))), nil());
+  Outcome o = run_fatal([&] { readable([&] { emitBasisFunctions(portfolio); }); });
+  EXPECT_EQ(o.status, 1);
+  // The missing entry is the nil that the lookup gives.
+  EXPECT_EQ(o.err.substr(0, 24), "File core/list.cpp line ");
+  EXPECT_NE(o.err.find(" character 0\nctermToCtext: Unknown atom\n"), std::string::npos) << o.err;
+}
+
+TEST(BasisCodeTest, FunctionsOfAgeNameTheirVariablesFirst) {
+  // A cdef-free expression has no variables of its own; the starting pairs
+  // for age and age_spouse are never written.
+  EXPECT_EQ(readable([] { emitAgeFunction(symbol("f"), parseExpr0("age*2+1")); }),
+            "double f(double age){\n"
+            "  double result;\n"
+            "  result=\n"
+            "    ((age*2)+1);\n"
+            "  return result;}\n"
+            "\n");
+  EXPECT_EQ(readable([] { emitAgeSpouseFunction(symbol("h"), parseExpr0("age-age_spouse")); }),
+            "double h(double age,double age_spouse){\n"
+            "  double result;\n"
+            "  result=\n"
+            "    (age-age_spouse);\n"
+            "  return result;}\n"
+            "\n");
+}
+
+TEST(BasisCodeDeathTest, AFunctionOfAgeKnowsNoOtherVariable) {
+  Outcome o =
+      run_fatal([] { readable([] { emitAgeFunction(symbol("f"), parse("age_spouse")); }); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "age_spouse\n");
+  EXPECT_EQ(o.err, position("(from string)", 1, 1) + "Unknown C variable\n");
+}
+
+const char* const BASIS_FUNCTIONS_TEXT = R"golden(// Collective mortality
+double one_alive_both_dead_male[MONTH_LIMIT];
+double one_alive_both_dead_female[MONTH_LIMIT];
+
+// Gauss distribution
+double one_over_sqrt_two_pi;
+double gauss(double x,double mean,double stddev){
+  double e=(x-mean)/stddev;
+  double e2=e*e;
+  if(e2>100) return 0.0;
+  return exp((-0.5)*e*e)*one_over_sqrt_two_pi/stddev;}
+
+double alive_dead_male(double age){
+  double result;
+  result=
+    fmin(1,(0.000500+(age/(double)12000)));
+  return result;}
+
+double gamma_male(double age){
+  double result;
+  result=
+    0;
+  return result;}
+
+double sigma_male(double age){
+  double result;
+  result=
+    0.001000;
+  return result;}
+
+double g_male(double age,double age_spouse){
+  double result;
+  result=
+    gauss(age_spouse,(age-36),60);
+  return result;}
+
+double alive_dead_female(double age){
+  double result;
+  result=
+    ((age/12.0)/(double)1000);
+  return result;}
+
+double gamma_female(double age){
+  double result;
+  result=
+    0;
+  return result;}
+
+double sigma_female(double age){
+  double result;
+  result=
+    0;
+  return result;}
+
+double g_female(double age,double age_spouse){
+  double result;
+  result=
+    0;
+  return result;}
+
+void computeCollectiveMortalityMale(){
+  int month,monthSpouse;
+  double intensity,probability;
+  double alive_none[MONTH_LIMIT];
+  double dead_none[MONTH_LIMIT];
+  double alive_alive[MONTH_LIMIT][MONTH_LIMIT];
+  double dead_alive[MONTH_LIMIT][MONTH_LIMIT];
+  double spouse_mortality[MONTH_LIMIT];
+
+  // Initialize for insured age 0 months
+  alive_none[0]=1;
+  dead_none[0]=0;
+  for(monthSpouse=0;monthSpouse<MONTH_LIMIT;monthSpouse++){
+    alive_alive[0][monthSpouse]=0;
+    dead_alive[0][monthSpouse]=0;}
+  for(month=0;month<MONTH_LIMIT;month++){
+    alive_alive[month][0]=0;
+    dead_alive[month][0]=0;}
+
+  // The final collective mortality (which is not computed)
+  one_alive_both_dead_male[MONTH_LIMIT-1]=0.0;
+
+  // Tabulate spouse intensity
+  for(month=0;month<MONTH_LIMIT;month++){
+    spouse_mortality[month]=alive_dead_female(month);}
+
+  // Move the age of the insured forward one month at a time
+  for(month=1;month<MONTH_LIMIT;month++){
+
+    // Move probabilities one month forward without any transitions
+    alive_none[month]=alive_none[month-1];
+    dead_none[month]=dead_none[month-1];
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      alive_alive[month][monthSpouse]=
+        alive_alive[month-1][monthSpouse-1];
+      dead_alive[month][monthSpouse]=
+        dead_alive[month-1][monthSpouse-1];}
+
+    // Take the mortality of the insured into account
+    intensity=alive_dead_male(month-1);
+    probability=intensity*alive_none[month-1];
+    alive_none[month]-=probability;
+    dead_none[month]+=probability;
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      probability=intensity*alive_alive[month-1][monthSpouse-1];
+      alive_alive[month][monthSpouse]-=probability;
+      dead_alive[month][monthSpouse]+=probability;}
+
+    // Take the mortality of the spouse into account
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      intensity=spouse_mortality[monthSpouse-1];
+      probability=intensity*alive_alive[month-1][monthSpouse-1];
+      alive_alive[month][monthSpouse]-=probability;
+      alive_none[month]+=probability;
+      probability=intensity*dead_alive[month-1][monthSpouse-1];
+      dead_alive[month][monthSpouse]-=probability;
+      dead_none[month]+=probability;}
+
+    // Take the divorse intensity into account
+    intensity=sigma_male(month-1);
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      probability=intensity*alive_alive[month-1][monthSpouse-1];
+      alive_alive[month][monthSpouse]-=probability;
+      alive_none[month]+=probability;}
+
+    // Take the marriage intensity into account
+    intensity=gamma_male(month-1);
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      double i=g_male(month,monthSpouse);
+      probability=intensity*i*alive_none[month-1];
+      alive_none[month]-=probability;
+      alive_alive[month][monthSpouse]+=probability;}
+
+    double one_alive=1.0-dead_none[month-1];
+    if(one_alive<0.0000000001) one_alive=0.0000000001;
+    intensity=(dead_none[month]-dead_none[month-1])/one_alive;
+    if(intensity<0.0) intensity=0.0;
+    if(intensity>1.0) intensity=1.0;
+    one_alive_both_dead_male[month-1]=intensity;
+  }
+}
+
+void computeCollectiveMortalityFemale(){
+  int month,monthSpouse;
+  double intensity,probability;
+  double alive_none[MONTH_LIMIT];
+  double dead_none[MONTH_LIMIT];
+  double alive_alive[MONTH_LIMIT][MONTH_LIMIT];
+  double dead_alive[MONTH_LIMIT][MONTH_LIMIT];
+  double spouse_mortality[MONTH_LIMIT];
+
+  // Initialize for insured age 0 months
+  alive_none[0]=1;
+  dead_none[0]=0;
+  for(monthSpouse=0;monthSpouse<MONTH_LIMIT;monthSpouse++){
+    alive_alive[0][monthSpouse]=0;
+    dead_alive[0][monthSpouse]=0;}
+  for(month=0;month<MONTH_LIMIT;month++){
+    alive_alive[month][0]=0;
+    dead_alive[month][0]=0;}
+
+  // The final collective mortality (which is not computed)
+  one_alive_both_dead_female[MONTH_LIMIT-1]=0.0;
+
+  // Tabulate spouse intensity
+  for(month=0;month<MONTH_LIMIT;month++){
+    spouse_mortality[month]=alive_dead_male(month);}
+
+  // Move the age of the insured forward one month at a time
+  for(month=1;month<MONTH_LIMIT;month++){
+
+    // Move probabilities one month forward without any transitions
+    alive_none[month]=alive_none[month-1];
+    dead_none[month]=dead_none[month-1];
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      alive_alive[month][monthSpouse]=
+        alive_alive[month-1][monthSpouse-1];
+      dead_alive[month][monthSpouse]=
+        dead_alive[month-1][monthSpouse-1];}
+
+    // Take the mortality of the insured into account
+    intensity=alive_dead_female(month-1);
+    probability=intensity*alive_none[month-1];
+    alive_none[month]-=probability;
+    dead_none[month]+=probability;
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      probability=intensity*alive_alive[month-1][monthSpouse-1];
+      alive_alive[month][monthSpouse]-=probability;
+      dead_alive[month][monthSpouse]+=probability;}
+
+    // Take the mortality of the spouse into account
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      intensity=spouse_mortality[monthSpouse-1];
+      probability=intensity*alive_alive[month-1][monthSpouse-1];
+      alive_alive[month][monthSpouse]-=probability;
+      alive_none[month]+=probability;
+      probability=intensity*dead_alive[month-1][monthSpouse-1];
+      dead_alive[month][monthSpouse]-=probability;
+      dead_none[month]+=probability;}
+
+    // Take the divorse intensity into account
+    intensity=sigma_female(month-1);
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      probability=intensity*alive_alive[month-1][monthSpouse-1];
+      alive_alive[month][monthSpouse]-=probability;
+      alive_none[month]+=probability;}
+
+    // Take the marriage intensity into account
+    intensity=gamma_female(month-1);
+    for(monthSpouse=1;monthSpouse<MONTH_LIMIT;monthSpouse++){
+      double i=g_female(month,monthSpouse);
+      probability=intensity*i*alive_none[month-1];
+      alive_none[month]-=probability;
+      alive_alive[month][monthSpouse]+=probability;}
+
+    double one_alive=1.0-dead_none[month-1];
+    if(one_alive<0.0000000001) one_alive=0.0000000001;
+    intensity=(dead_none[month]-dead_none[month-1])/one_alive;
+    if(intensity<0.0) intensity=0.0;
+    if(intensity>1.0) intensity=1.0;
+    one_alive_both_dead_female[month-1]=intensity;
+  }
+}
+
+double collectiveMortalityMale(double age){
+  int age1=round(age);
+  double result=one_alive_both_dead_male[age1];
+  if(result>=0) return result;
+  computeCollectiveMortalityMale();
+  return one_alive_both_dead_male[age1];}
+
+double collectiveMortalityFemale(double age){
+  int age1=round(age);
+  double result=one_alive_both_dead_female[age1];
+  if(result>=0) return result;
+  computeCollectiveMortalityFemale();
+  return one_alive_both_dead_female[age1];}
+
+)golden";
+
+TEST(BasisCodeTest, BasisFunctionsTextInReadableMode) {
+  Intensities male = {"min(1,0.0005+age/12000)", "0", "0.001", "gauss(age_spouse,age-36,60)"};
+  Intensities female = {"span2years(age)/1000", "0", "0", "0"};
+  const Cell* portfolio = portfolio_with(male, female, SMALL_TABLES);
+  EXPECT_EQ(readable([&] { emitBasisFunctions(portfolio); }), BASIS_FUNCTIONS_TEXT);
+}
+
+TEST(BasisCodeTest, CollectiveMortalityBodyIsOneLineInCompactMode) {
+  std::string text =
+      emitted(true, [] { emitCollectiveMortalityBody(symbol("male"), symbol("female")); });
+  EXPECT_EQ(text.find('\n'), std::string::npos);
+  EXPECT_EQ(text.find("MONTH_LIMIT"), std::string::npos);
+  EXPECT_EQ(text.find("//"), std::string::npos);
+  EXPECT_NE(text.find("[1440][1440];"), std::string::npos);
+  EXPECT_NE(text.find("[1440-1]=0.0; "), std::string::npos);
+}
+
+// The calculation program around the basis: its includes and MONTH_LIMIT,
+// the basis code, and a main that marks the caches and runs `checks`.
+std::string program_text(const Cell* portfolio, const std::string& checks) {
+  return "#include <stdio.h>\n"
+         "#include <stdlib.h>\n"
+         "#include <math.h>\n"
+         "#include <windows.h>\n"
+         "\n"
+         "#define MONTH_LIMIT 1440\n"
+         "\n" +
+         readable([&] {
+           emitBasisTables(portfolio);
+           emitBasisFunctions(portfolio);
+         }) +
+         "int main(int argc,char **argv){\n"
+         "  one_over_sqrt_two_pi=1.0/sqrt(2.0*M_PI);\n"
+         "  int month;\n"
+         "  for(month=0;month<MONTH_LIMIT;month++){\n"
+         "    one_alive_both_dead_male[month]=-1.0;\n"
+         "    one_alive_both_dead_female[month]=-1.0;}\n" +
+         checks + "  return 0;}\n";
+}
+
+std::string talvon_dir() {
+  std::string exe = TALVON_EXE;
+  return exe.substr(0, exe.rfind('/'));
+}
+
+// Builds the text with tcc as the back end does, then runs it with the
+// calculation program's stack; gives what the program wrote.
+Outcome build_and_run(const std::string& text) {
+  TempDir dir;
+  write_file(dir.file("tx"), text);
+  std::vector<std::string> compile =
+      tcc_command(compat_include_dir_near(talvon_dir()), dir.file("tmp"), dir.file("tx"));
+  Outcome built = run_fatal([&] {
+    ChildExit e = run_child(compile);
+    if (!e.started) system_error_exit("tcc: CreateProcess failed");
+    exit(e.status);
+  });
+  EXPECT_EQ(built.status, 0) << built.out << built.err;
+  EXPECT_EQ(built.out + built.err, "");
+  return run_fatal([&] {
+    ChildExit e = run_child({dir.file("tmp")}, CALCULATION_STACK_BYTES);
+    if (!e.started) system_error_exit("tmp: CreateProcess failed");
+    exit(e.status);
+  });
+}
+
+TEST(BasisProgramTest, TablesInterpolateByMonth) {
+  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
+  Outcome o = build_and_run(program_text(portfolio,
+                                         "  double t[]={-5,0,6,7.5,12,18,24,30,1000};\n"
+                                         "  int i;\n"
+                                         "  for(i=0;i<9;i++) printf(\"%.4f \",dfsa_yield(t[i]));\n"
+                                         "  printf(\"| %.4f %.4f %.4f %.4f\\n\",\n"
+                                         "    dfsa_mortality_male(500),dfsa_mortality_female(6),\n"
+                                         "    dfsa_mortality_improvement_male(3),\n"
+                                         "    dfsa_mortality_improvement_female(-1));\n"));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out,
+            "1.0000 1.0000 1.5000 1.6250 2.0000 2.5000 3.0000 3.0000 3.0000 "
+            "| 0.2500 0.6250 9.3750 -0.0100\n");
+}
+
+TEST(BasisProgramTest, GaussIsCutOffBeyondTenDeviations) {
+  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
+  Outcome o = build_and_run(
+      program_text(portfolio,
+                   "  printf(\"%.6f %.6f\\n\",gauss(0,0,1),gauss(3,1,2));\n"
+                   "  printf(\"%d %d %d %d\\n\",gauss(10,0,1)>0,gauss(10.0001,0,1)==0.0,\n"
+                   "    gauss(-20,0,2)>0,gauss(-20.01,0,2)==0.0);\n"));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "0.398942 0.120985\n1 1 1 1\n");
+}
+
+// Prints the cache of one sex: its least and greatest entry over the first
+// 50 years, the entry of month 1439, and the entries at two ages. (Late in
+// life the mass still alive is so small that the quotient loses digits.)
+const char* const PRINT_CACHE =
+    "void show(double *cache){\n"
+    "  double low=cache[0],high=cache[0];\n"
+    "  int m;\n"
+    "  for(m=0;m<600;m++){\n"
+    "    if(cache[m]<low) low=cache[m];\n"
+    "    if(cache[m]>high) high=cache[m];}\n"
+    "  printf(\"%.9f %.9f %.1f %.9f %.9f\\n\",low,high,cache[MONTH_LIMIT-1],\n"
+    "    cache[12],cache[600]);}\n";
+
+std::string with_show(const std::string& program) {
+  size_t main_at = program.find("int main(");
+  return program.substr(0, main_at) + PRINT_CACHE + program.substr(main_at);
+}
+
+TEST(BasisProgramTest, NoIntensitiesGiveNoCollectiveMortality) {
+  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
+  Outcome o = build_and_run(
+      with_show(program_text(portfolio,
+                             "  printf(\"%.1f\\n\",collectiveMortalityMale(30));\n"
+                             "  show(one_alive_both_dead_male);\n"
+                             "  printf(\"%.1f\\n\",collectiveMortalityFemale(1439));\n"
+                             "  show(one_alive_both_dead_female);\n")));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out,
+            "0.0\n"
+            "0.000000000 0.000000000 0.0 0.000000000 0.000000000\n"
+            "0.0\n"
+            "0.000000000 0.000000000 0.0 0.000000000 0.000000000\n");
+}
+
+TEST(BasisProgramTest, EachSexIsComputedOnItsFirstCallOnly) {
+  Intensities male = {"0.01", "0", "0", "0"};
+  Intensities female = {"0.02", "0", "0", "0"};
+  const Cell* portfolio = portfolio_with(male, female, SMALL_TABLES);
+  Outcome o = build_and_run(with_show(program_text(
+      portfolio,
+      "  printf(\"%.1f %.1f\\n\",one_alive_both_dead_male[5],one_alive_both_dead_female[5]);\n"
+      "  printf(\"%.6f\\n\",collectiveMortalityMale(100.4));\n"
+      "  show(one_alive_both_dead_male);\n"
+      "  printf(\"%.1f %.1f\\n\",one_alive_both_dead_female[5],one_alive_both_dead_female[1439]);\n"
+      // A changed cache entry is what the next call gives: no new computation.
+      "  one_alive_both_dead_male[200]=0.5;\n"
+      "  printf(\"%.6f\\n\",collectiveMortalityMale(199.6));\n"
+      "  printf(\"%.6f\\n\",collectiveMortalityFemale(0));\n"
+      "  show(one_alive_both_dead_female);\n"
+      "  printf(\"%.6f\\n\",one_alive_both_dead_male[200]);\n")));
+  EXPECT_EQ(o.status, 0) << o.err;
+  // Nobody marries, so the collective mortality is the insured's own.
+  EXPECT_EQ(o.out,
+            "-1.0 -1.0\n"
+            "0.010000\n"
+            "0.010000000 0.010000000 0.0 0.010000000 0.010000000\n"
+            "-1.0 -1.0\n"
+            "0.500000\n"
+            "0.020000\n"
+            "0.020000000 0.020000000 0.0 0.020000000 0.020000000\n"
+            "0.500000\n");
+}
+
+TEST(BasisProgramTest, AMarriedInsuredDiesAloneOnlyWhenTheSpouseDies) {
+  // Men marry at 5% a month, spread evenly over all ages of a wife.
+  Intensities male = {"0.01", "if(age<240,0,0.05)", "0", "1/1439"};
+  Intensities immortal_wives = {"0", "0", "0", "0"};
+  Intensities short_lived_wives = {"1", "0", "0", "0"};
+  const char* const checks =
+      "  collectiveMortalityMale(0);\n"
+      "  show(one_alive_both_dead_male);\n"
+      "  printf(\"%.12f %.12f\\n\",one_alive_both_dead_male[239],\n"
+      "    one_alive_both_dead_male[300]);\n";
+  Outcome immortal =
+      build_and_run(with_show(program_text(portfolio_with(male, immortal_wives, {}), checks)));
+  Outcome short_lived =
+      build_and_run(with_show(program_text(portfolio_with(male, short_lived_wives, {}), checks)));
+  EXPECT_EQ(immortal.status, 0) << immortal.err;
+  EXPECT_EQ(short_lived.status, 0) << short_lived.err;
+  double low, high, last, at12, at600, at239, at300;
+  ASSERT_EQ(sscanf(immortal.out.c_str(), "%lf %lf %lf %lf %lf\n%lf %lf", &low, &high, &last, &at12,
+                   &at600, &at239, &at300),
+            7)
+      << immortal.out;
+  // Unmarried men die at their own rate; married ones leave a widow.
+  EXPECT_DOUBLE_EQ(at12, 0.01);
+  EXPECT_DOUBLE_EQ(at239, 0.01);
+  EXPECT_GT(at300, 0.0);
+  EXPECT_LT(at300, 0.001);
+  EXPECT_LT(at600, 1e-9);
+  EXPECT_GE(low, 0.0);
+  EXPECT_EQ(last, 0.0);
+  // A wife who dies within her first month turns him single again at once.
+  ASSERT_EQ(sscanf(short_lived.out.c_str(), "%lf %lf %lf %lf %lf\n%lf %lf", &low, &high, &last,
+                   &at12, &at600, &at239, &at300),
+            7)
+      << short_lived.out;
+  EXPECT_DOUBLE_EQ(at239, 0.01);
+  EXPECT_GT(at300, 0.009);
+  EXPECT_EQ(last, 0.0);
+}
+
+TEST(BasisProgramTest, CompactTextBuildsAndComputesTheSame) {
+  Intensities male = {"0.01", "0", "0", "0"};
+  const Cell* portfolio = portfolio_with(male, NOTHING_HAPPENS, SMALL_TABLES);
+  // main goes through the emitter too, so that its names are scrambled
+  // alike; it prints with fprintf to stderr, which compact mode keeps.
+  std::string text = emitted(true, [&] {
+    emitLine(0, "#include <stdio.h>");
+    emitLine(0, "#include <stdlib.h>");
+    emitLine(0, "#include <math.h>");
+    emitLine(0, "#include <windows.h>");
+    emitLine(0, "#define MONTH_LIMIT 1440");
+    emitBasisTables(portfolio);
+    emitBasisFunctions(portfolio);
+    emitLine(0, "int main(){");
+    emitLine(2, "one_over_sqrt_two_pi=1.0/sqrt(2.0*M_PI);");
+    emitLine(2, "int month;");
+    emitLine(2, "for(month=0;month<MONTH_LIMIT;month++){");
+    emitLine(4, "one_alive_both_dead_male[month]=-1.0;");
+    emitLine(4, "one_alive_both_dead_female[month]=-1.0;}");
+    emitLine(2, "fprintf(stderr,\"%.4f %.6f %.6f %.1f\\n\",dfsa_yield(6),gauss(0,0,1),");
+    emitLine(4, "collectiveMortalityMale(100),one_alive_both_dead_female[0]);");
+    emitLine(2, "return 0;}");
+  });
+  std::string includes =
+      "#include <stdio.h>\n#include <stdlib.h>\n#include <math.h>\n#include <windows.h>\n";
+  EXPECT_EQ(text.substr(0, includes.size()), includes);
+  EXPECT_EQ(text.find('\n', includes.size()), std::string::npos);
+  Outcome o = build_and_run(text);
+  EXPECT_EQ(o.status, 0);
+  EXPECT_EQ(o.err, "1.5000 0.398942 0.010000 -1.0\n");
+}
+
+}  // namespace

@@ -1,0 +1,479 @@
+// The cashflow task: the calculation program's text for each connection,
+// and talvon exec and server valuing portfolios for real with tcc, FIFOs
+// and a loopback socket.
+#include "codegen/cashflow_task.h"
+
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "codegen/emitter.h"
+#include "codegen/identifiers.h"
+#include "core/list.h"
+#include "core/reader.h"
+#include "expr/eval.h"
+#include "model/products.h"
+#include "model/splits.h"
+#include "model/statements.h"
+#include "support/fifo_reader.h"
+#include "support/process.h"
+
+namespace {
+
+// One policy of an annuity of 100 a month while alive, with the monthly
+// mortality q = 0.01, on accounts 1 -> 2, and a term product of 1 a month
+// up to and including month 12, on accounts 0 -> 5.
+const std::string MODEL =
+    "(cdef t_span t (v_span (span 0 0)))\n"
+    "(split (q) all (alive dead) (init (quote alive)) (intensity alive dead (v_real q)))\n"
+    "(product_definition (annuity amount) (= 0 0) (while alive (v_real amount)))\n"
+    "(product_definition (term) (<= t (v_span (span 1 0))) 1.0)\n";
+
+const std::string BASIS =
+    "(define (sex) (assoc (\"alive->dead\" (parse \"0.001\")) (\"unmarried->married\" (parse "
+    "\"0.0\"))\n"
+    "  (\"married->unmarried\" (parse \"0.0\")) (\"age_distribution\" (parse \"0.0\"))))\n"
+    "(define (tables) (assoc (\"dfsa_yield\" (list 1.0 2.0)) (\"dfsa_mortality_female\" (list "
+    "0.01))\n"
+    "  (\"dfsa_mortality_improvement_female\" (list 0.0))\n"
+    "  (\"dfsa_mortality_improvement_male\" (list 0.0)) (\"dfsa_mortality_male\" (list 0.01))))\n"
+    "(define (basis) (assoc (\"male\" (sex)) (\"female\" (sex)) (\"dfsa (Finanstilsynet)\" "
+    "(tables))\n"
+    "  (\"yield_curve\" (parse \"2.0\")) (\"free_policy_fraction\" (parse \"0.5\"))))\n";
+
+const std::string PORTFOLIO =
+    BASIS +
+    "(define (portfolio) (assoc (\"basis\" (basis)) (\"policies\" (list (assoc (\"q\" 0.01)\n"
+    "  (\"products\" (list\n"
+    "    (assoc (\"product_definition\" \"annuity\") (\"from\" 1) (\"to\" 2) (\"amount\" 100.0))\n"
+    "    (assoc (\"product_definition\" \"term\") (\"from\" 0) (\"to\" 5)))))))))\n";
+
+const std::string TASK = "(define (task) (cashflow (portfolio)))\n";
+
+const int MONTHS = 1440;
+
+struct Record {
+  int32_t tag, x, y;
+  double value;
+};
+
+std::vector<Record> decodeResults(const std::string& bytes) {
+  std::vector<Record> records;
+  for (size_t at = 0; at + 20 <= bytes.size(); at += 20) {
+    Record r{};
+    memcpy(&r.tag, bytes.data() + at, 4);
+    memcpy(&r.x, bytes.data() + at + 4, 4);
+    memcpy(&r.y, bytes.data() + at + 8, 4);
+    memcpy(&r.value, bytes.data() + at + 12, 8);
+    records.push_back(r);
+  }
+  return records;
+}
+
+// A run directory as the front end lays it out: scripts in work/, with bin/
+// (and, when an installation bundles one, share/glib-2.0/cc/tcc) beside it.
+struct RunDir {
+  explicit RunDir(const std::string& model = MODEL, const std::string& portfolio = PORTFOLIO) {
+    mkdir(dir.file("work").c_str(), 0700);
+    mkdir(dir.file("bin").c_str(), 0700);
+    write_scrambled(dir.file("work/m.bin"), model);
+    write_scrambled(dir.file("work/p.bin"), portfolio);
+    write_scrambled(dir.file("work/r.bin"), TASK);
+  }
+  Outcome exec() const {
+    return run_program({TALVON_EXE, "exec", "m.bin", "p.bin", "r.bin"}, "", dir.file("work"));
+  }
+  Outcome server(const std::string& pipe, const std::string& connection) const {
+    return run_program({TALVON_EXE, "server", "m.bin", "p.bin", "r.bin", pipe, connection}, "",
+                       dir.file("work"));
+  }
+  // A compiler that the installation bundles: a shell script.
+  void bundleCompiler(const std::string& script) const {
+    std::string path = dir.path;
+    for (const char* part : {"/share", "/glib-2.0", "/cc"}) {
+      path += part;
+      mkdir(path.c_str(), 0700);
+    }
+    write_file(path + "/tcc", "#!/bin/sh\n" + script);
+    chmod((path + "/tcc").c_str(), 0700);
+  }
+  std::vector<std::string> binFiles() const {
+    std::vector<std::string> names;
+    DIR* d = opendir(dir.file("bin").c_str());
+    for (dirent* e = readdir(d); e != nullptr; e = readdir(d)) {
+      if (e->d_name[0] != '.') names.push_back(e->d_name);
+    }
+    closedir(d);
+    return names;
+  }
+  TempDir dir;
+};
+
+// What the program must send: per month the cashflows of pair (0, 5), then
+// of (1, 2); then both reserves. Discounting at 2 % a year over t/12 years.
+void expectValuation(const std::vector<Record>& records) {
+  ASSERT_EQ(records.size(), 2u * MONTHS + 2u);
+  double termReserve = 0;
+  double annuityReserve = 0;
+  for (int t = 0; t < MONTHS; t++) {
+    const Record& term = records[2 * t];
+    const Record& annuity = records[2 * t + 1];
+    ASSERT_EQ(term.tag, 1);
+    ASSERT_EQ(term.x, 0);
+    ASSERT_EQ(term.y, 5);
+    ASSERT_EQ(annuity.tag, 1);
+    ASSERT_EQ(annuity.x, 1);
+    ASSERT_EQ(annuity.y, 2);
+    // The term product pays in months 0 to 12: (<= t 12) expires at 13.
+    double termFlow = t <= 12 ? 1.0 : 0.0;
+    // Paid on the probability of being alive at the month's end.
+    double annuityFlow = 100.0 * std::pow(0.99, t + 1);
+    ASSERT_NEAR(term.value, termFlow, 1e-12) << t;
+    ASSERT_NEAR(annuity.value, annuityFlow, 1e-12 * 100.0) << t;
+    double discount = std::pow(1.02, t / 12.0);
+    termReserve += termFlow / discount;
+    annuityReserve += annuityFlow / discount;
+  }
+  EXPECT_EQ(records[2 * MONTHS].tag, 2);
+  EXPECT_EQ(records[2 * MONTHS].x, 0);
+  EXPECT_EQ(records[2 * MONTHS].y, 5);
+  EXPECT_NEAR(records[2 * MONTHS].value, termReserve, 1e-12);
+  // Month 12 is discounted by exactly 1.02.
+  double firstYear = 0;
+  for (int t = 0; t < 12; t++) firstYear += 1.0 / std::pow(1.02, t / 12.0);
+  EXPECT_NEAR(records[2 * MONTHS].value - firstYear, 1.0 / 1.02, 1e-12);
+  EXPECT_EQ(records[2 * MONTHS + 1].tag, 2);
+  EXPECT_EQ(records[2 * MONTHS + 1].x, 1);
+  EXPECT_EQ(records[2 * MONTHS + 1].y, 2);
+  EXPECT_NEAR(records[2 * MONTHS + 1].value, annuityReserve, 1e-9);
+}
+
+TEST(CashflowTaskTest, ServerValuesAPortfolioOverPipes) {
+  RunDir run;
+  FifoReader progress(run.dir.file("progress"));
+  FifoReader results(run.dir.file("results"));
+  Outcome o = run.server(progress.path, results.path);
+  EXPECT_EQ(o.status, 0) << o.out << o.err;
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err, "");
+  std::string bytes = results.finish();
+  EXPECT_EQ(bytes.size(), (2u * MONTHS + 2u) * 20u);
+  expectValuation(decodeResults(bytes));
+  // Two records: declarations 0.11 and 0.16, month blocks 0.41 and 0.66.
+  EXPECT_EQ(decode_progress(progress.finish()), "P0 P0.11 P0.16 P0.41 P0.66 P1 P2 ");
+  EXPECT_TRUE(run.binFiles().empty());
+}
+
+// A policy that can be surrendered (1 % a month, nothing else happens) with
+// an annuity: the surrender product pays 1000 on the probability surrendered
+// in the month, the annuity 100 while the holder is still a customer.
+TEST(CashflowTaskTest, SurrenderProductPaysOnSurrender) {
+  const std::string model =
+      "(cdef t_span t (v_span (span 0 0)))\n"
+      "(split () all (customer surrender) (init (quote customer)) (intensity customer surrender "
+      "0.01))\n"
+      "(split () customer (alive dead) (init (quote alive)) (intensity alive dead 0.0))\n"
+      "(split () customer (premium_paying free_policy) (init (quote premium_paying))\n"
+      "  (intensity premium_paying free_policy 0.0))\n"
+      "(split () alive (active disabled) (init (quote active)) (intensity active disabled 0.0))\n"
+      "(product_definition (product_surrender) (= 0 0)\n"
+      "  (when (to (and active premium_paying) surrender) 1000.0))\n"
+      "(product_definition (annuity) (= 0 0) (while alive 100.0))\n";
+  const std::string portfolio =
+      BASIS +
+      "(define (portfolio) (assoc (\"basis\" (basis)) (\"policies\" (list (assoc (\"products\" "
+      "(list\n"
+      "  (assoc (\"product_definition\" \"product_surrender\") (\"from\" 3) (\"to\" 4))\n"
+      "  (assoc (\"product_definition\" \"annuity\") (\"from\" 1) (\"to\" 2)))))))))\n";
+  RunDir run(model, portfolio);
+  FifoReader results(run.dir.file("results"));
+  Outcome o = run.server("-1", results.path);
+  EXPECT_EQ(o.status, 0) << o.out << o.err;
+  std::vector<Record> records = decodeResults(results.finish());
+  ASSERT_EQ(records.size(), 2u * MONTHS + 2u);
+  for (int t = 0; t < MONTHS; t++) {
+    const Record& annuity = records[2 * t];
+    const Record& surrender = records[2 * t + 1];
+    ASSERT_EQ(annuity.x * 10 + annuity.y, 12);
+    ASSERT_EQ(surrender.x * 10 + surrender.y, 34);
+    ASSERT_NEAR(annuity.value, 100.0 * std::pow(0.99, t + 1), 1e-10) << t;
+    ASSERT_NEAR(surrender.value, 1000.0 * 0.01 * std::pow(0.99, t), 1e-10) << t;
+  }
+}
+
+TEST(CashflowTaskTest, ExecComputesAndSendsNothing) {
+  RunDir run;
+  Outcome o = run.exec();
+  EXPECT_EQ(o.status, 0) << o.out << o.err;
+  EXPECT_EQ(o.out + o.err, "");
+  EXPECT_TRUE(run.binFiles().empty());
+}
+
+// The front end's side of the socket variant: a listener on loopback that
+// takes one connection and reads it to its end.
+struct SocketReader {
+  SocketReader() {
+    listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    addr.sin_port = 0;
+    bind(listener, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+    listen(listener, 1);
+    socklen_t size = sizeof addr;
+    getsockname(listener, reinterpret_cast<sockaddr*>(&addr), &size);
+    port = ntohs(addr.sin_port);
+    reader = std::thread([this] {
+      int fd = accept(listener, nullptr, nullptr);
+      if (fd < 0) return;
+      char buffer[4096];
+      ssize_t n;
+      while ((n = read(fd, buffer, sizeof buffer)) > 0)
+        bytes.append(buffer, static_cast<size_t>(n));
+      close(fd);
+    });
+  }
+  ~SocketReader() {
+    if (reader.joinable()) reader.join();
+    close(listener);
+  }
+  std::string finish() {
+    reader.join();
+    return bytes;
+  }
+  int listener;
+  int port;
+  std::string bytes;
+  std::thread reader;
+};
+
+TEST(CashflowTaskTest, SocketVariantDeliversTheSameBytes) {
+  RunDir run;
+  FifoReader results(run.dir.file("results"));
+  Outcome piped = run.server("-1", results.path);
+  ASSERT_EQ(piped.status, 0) << piped.out << piped.err;
+  std::string pipeBytes = results.finish();
+
+  SocketReader front_end;
+  Outcome o = run.server("-1", std::to_string(front_end.port));
+  EXPECT_EQ(o.status, 0) << o.out << o.err;
+  EXPECT_EQ(o.out + o.err, "");
+  std::string socketBytes = front_end.finish();
+  EXPECT_EQ(socketBytes.size(), pipeBytes.size());
+  EXPECT_TRUE(socketBytes == pipeBytes);
+  EXPECT_TRUE(run.binFiles().empty());
+}
+
+TEST(CashflowTaskTest, BundledCompilerIsPreferred) {
+  RunDir run;
+  run.bundleCompiler("echo \"$@\" > ../bundled.log\nexec tcc \"$@\"\n");
+  Outcome o = run.exec();
+  EXPECT_EQ(o.status, 0) << o.out << o.err;
+  std::string log = read_file(run.dir.file("bundled.log"));
+  ASSERT_EQ(log.rfind("-I", 0), 0u) << log;
+  EXPECT_NE(log.find("/include -o ../bin/tmp ../bin/tx -lm\n"), std::string::npos) << log;
+  EXPECT_TRUE(run.binFiles().empty());
+}
+
+TEST(CashflowTaskDeathTest, BuildFailures) {
+  {
+    // A program that does not compile cannot be started.
+    RunDir run;
+    run.bundleCompiler("exit 1\n");
+    Outcome o = run.exec();
+    EXPECT_EQ(o.status, 2);
+    EXPECT_EQ(o.out, "tmp: CreateProcess failed: No such file or directory\n");
+    EXPECT_EQ(o.err, "");
+    EXPECT_TRUE(run.binFiles().empty());
+  }
+  {
+    // No compiler at all.
+    RunDir run;
+    const char* saved = getenv("PATH");
+    std::string path = saved != nullptr ? saved : "";
+    setenv("PATH", run.dir.path.c_str(), 1);
+    Outcome o = run.exec();
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(o.status, 2);
+    EXPECT_EQ(o.out, "tcc: CreateProcess failed: No such file or directory\n");
+    EXPECT_EQ(o.err, "");
+  }
+  {
+    RunDir run;
+    rmdir(run.dir.file("bin").c_str());
+    Outcome o = run.exec();
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.out, "Trying to open ../bin/tx\n");
+    EXPECT_EQ(o.err, "fopen(tx): No such file or directory\n");
+  }
+}
+
+TEST(CashflowTaskTest, ProgramReportsAPipeItCannotOpen) {
+  RunDir run;
+  Outcome o = run.server("-1", "no-such-pipe");
+  // The program's own exit status is not examined.
+  EXPECT_EQ(o.status, 0);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err, "tmp: Could not open pipe2: No such file or directory\n");
+  EXPECT_TRUE(run.binFiles().empty());
+}
+
+// ---- The program's text ----
+
+const Cell* read(const std::string& text) {
+  static std::vector<std::string> texts;
+  texts.push_back(text);
+  return parse(texts.back().c_str());
+}
+
+std::string emitted(bool compact, const std::function<void()>& body) {
+  initIdentifierTable();
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  int savedMode = compactMode;
+  FILE* savedOutput = outputFile();
+  compactMode = compact;
+  setOutputFile(stream);
+  body();
+  setOutputFile(savedOutput);
+  compactMode = savedMode;
+  fclose(stream);
+  std::string text(buffer, size);
+  free(buffer);
+  return text;
+}
+
+// The whole program for the connection argument.
+std::string programText(bool compact, const char* connection) {
+  const Cell* statements = read("(\n" + MODEL + PORTFOLIO + ")");
+  verifyStatements(statements);
+  const Cell* defs = statementsToDefs(statements);
+  const Cell* cdefs = statementsToCdefs(statements, defs);
+  const Cell* states = statementsToStates(cdefs, defs, statements, nil());
+  const Cell* products = statementsToProducts(cdefs, defs, statements, states);
+  const Cell* portfolio = eval(read("(portfolio)"), defs, nil());
+  return emitted(compact, [&] {
+    emitCalculationProgram(portfolio, cdefs, defs, products, states, connection);
+  });
+}
+
+size_t count(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
+  return n;
+}
+
+TEST(ProgramTextTest, EachConnectionHasOnlyItsOwnCode) {
+  std::string none = programText(false, "-1");
+  std::string pipe = programText(false, "/tmp/front end's pipe");
+  std::string socket = programText(false, "4711");
+  EXPECT_EQ(connectionKind("-1"), Connection::none);
+  EXPECT_EQ(connectionKind("/tmp/x"), Connection::pipe);
+  EXPECT_EQ(connectionKind("4711"), Connection::socket);
+
+  EXPECT_EQ(count(none, "xmit"), 0u);
+  EXPECT_EQ(count(none, "fd"), 0u);
+  EXPECT_EQ(count(none, "#include"), 4u);
+
+  EXPECT_NE(
+      pipe.find("  HANDLE fd=CreateFile(\n"
+                "    \"/tmp/front end's pipe\",GENERIC_WRITE,0,NULL,OPEN_EXISTING,0,NULL);\n"),
+      std::string::npos);
+  EXPECT_EQ(count(pipe, "socket"), 0u);
+  // Per month and pair: the comment, the tag, x, y and the value.
+  EXPECT_NE(pipe.find("    // Transmit value to tool\n"
+                      "    xmit_int(fd,1);\n"
+                      "    xmit_int(fd,0);\n"
+                      "    xmit_int(fd,5);\n"
+                      "    xmit_double(fd,cashflow[0][5]);\n"
+                      "    // Transmit value to tool\n"
+                      "    xmit_int(fd,1);\n"
+                      "    xmit_int(fd,1);\n"
+                      "    xmit_int(fd,2);\n"
+                      "    xmit_double(fd,cashflow[1][2]);\n"
+                      "  }\n\n"
+                      "  // Transmit reserve to tool\n"
+                      "  xmit_int(fd,2);\n"
+                      "  xmit_int(fd,0);\n"
+                      "  xmit_int(fd,5);\n"
+                      "  xmit_double(fd,reserve[0][5]);\n\n"),
+            std::string::npos);
+  EXPECT_NE(pipe.find("  CloseHandle(fd);\n  return 0;}\n"), std::string::npos);
+
+  EXPECT_EQ(count(socket, "CreateFile"), 0u);
+  EXPECT_NE(socket.find("  addr.sin_port=htons(4711);\n"), std::string::npos);
+  EXPECT_NE(socket.find("#include <sys/socket.h>\n"), std::string::npos);
+  EXPECT_NE(socket.find("  close(fd);\n  return 0;}\n"), std::string::npos);
+}
+
+TEST(ProgramTextTest, MainOpensThenLoops) {
+  std::string text = programText(false, "-1");
+  size_t main = text.find("int main(int argc,char **argv){\n");
+  ASSERT_NE(main, std::string::npos);
+  EXPECT_LT(text.find("double collectiveMortalityFemale(double age){"), main);
+  EXPECT_NE(text.find("  // Initialize constants\n"
+                      "  one_over_sqrt_two_pi=1.0/sqrt(2.0*M_PI);\n"
+                      "\n"
+                      "  // Initialize collective mortalities to be undefined\n"
+                      "  int month;\n"
+                      "  for(month=0;month<MONTH_LIMIT;month++){\n"
+                      "    one_alive_both_dead_male[month]=-1.0;\n"
+                      "    one_alive_both_dead_female[month]=-1.0;}\n"
+                      "  // amount of probability"),
+            std::string::npos);
+  EXPECT_NE(text.find("  int t;\n\n  // Iterate 120 years\n  for(t=0;t<MONTH_LIMIT;t++){\n"
+                      "    for(x=0;x<20;x++)"),
+            std::string::npos);
+  EXPECT_NE(text.find("    reserve[1][2]+=cashflow[1][2]/yield;\n  }\n\n  return 0;}\n"),
+            std::string::npos);
+}
+
+TEST(ProgramTextTest, CompactSocketVariantKeepsTheSocketNames) {
+  std::string text = programText(true, "4711");
+  // The kept names stand apart from the scrambled text around them.
+  std::string tight;
+  for (char c : text) {
+    if (c != ' ') tight += c;
+  }
+  for (const char* kept :
+       {"socket(AF_INET,SOCK_STREAM,0)", "structsockaddr_in", ".sin_family=AF_INET",
+        ".sin_addr.s_addr=htonl(INADDR_LOOPBACK)", ".sin_port=htons(4711)", "if(connect(",
+        "perror(", "exit(1)", "ssize_t", "=write(", "close("}) {
+    EXPECT_NE(tight.find(kept), std::string::npos) << kept;
+  }
+  EXPECT_NE(text.find("struct  sockaddr_in "), std::string::npos);
+  // Everything but the includes is one line.
+  EXPECT_EQ(count(text, "\n"), 9u);
+  EXPECT_EQ(text.find("MONTH_LIMIT"), std::string::npos);
+}
+
+TEST(ProgramTextTest, PipeNamesBecomeStringLiterals) {
+  struct Case {
+    const char* name;
+    const char* literal;
+  };
+  const Case cases[] = {
+      {"/tmp/pipe", "/tmp/pipe"},
+      {"\\\\.\\pipe\\talvon", "\\\\\\\\.\\\\pipe\\\\talvon"},
+      {"a\"b", "a\\042b"},
+      {"a\"1", "a\\0421"},  // an octal escape takes three digits at most
+      {"tab\there", "tab\\011here"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(pipeNameLiteral(c.name), c.literal) << c.name;
+}
+
+}  // namespace

@@ -1,0 +1,512 @@
+// The state transition code: split assignments, move probabilities and the
+// moves of a record's month block, as generated text in readable mode.
+#include "codegen/state_moves.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "codegen/emitter.h"
+#include "codegen/names.h"
+#include "core/list.h"
+#include "core/printer.h"
+#include "core/reader.h"
+#include "model/products.h"
+#include "model/splits.h"
+#include "model/statements.h"
+#include "support/process.h"
+
+namespace {
+
+// The statements stand one a line from line 2 on, inside one outer list.
+const Cell* script(const std::vector<std::string>& lines) {
+  static std::vector<std::string> texts;  // cells keep pointers into the text
+  std::string text = "(\n";
+  for (const std::string& line : lines) text += line + "\n";
+  texts.push_back(text + ")");
+  return parse(texts.back().c_str());
+}
+
+struct Model {
+  const Cell* defs;
+  const Cell* cdefs;
+  const Cell* states;
+  const Cell* products;
+};
+
+Model runPasses(const std::vector<std::string>& lines) {
+  const Cell* statements = script(lines);
+  verifyStatements(statements);
+  Model m{};
+  m.defs = statementsToDefs(statements);
+  m.cdefs = statementsToCdefs(statements, m.defs);
+  m.states = statementsToStates(m.cdefs, m.defs, statements, nil());
+  m.products = statementsToProducts(m.cdefs, m.defs, statements, m.states);
+  return m;
+}
+
+// A policy product record of the named product with an empty environment.
+const Cell* recordOf(const Model& m, const char* product, int id) {
+  return list5(cons(symbol("id"), integer(id)), cons(symbol("name"), string(product)),
+               cons(symbol("weight"), integer(1)),
+               cons(symbol("def"), aget_named(m.products, product)), cons(symbol("env"), nil()));
+}
+
+const Cell* assignmentsOf(const Model& m, const char* product) {
+  const Cell* tree = aget_named(aget_named(m.products, product), "splitAssoc");
+  return splitAssignments(tree, m.cdefs, m.defs, nil(), nil());
+}
+
+// What `write` emits in readable mode.
+std::string emitted(const std::function<void()>& write) {
+  TempDir dir;
+  std::string path = dir.file("tx");
+  FILE* file = fopen(path.c_str(), "w");
+  int mode = compactMode;
+  compactMode = 0;
+  setOutputFile(file);
+  write();
+  setOutputFile(stdout);
+  compactMode = mode;
+  fclose(file);
+  return read_file(path);
+}
+
+// Whether stderr is a position in talvon's own file, character 0, then the message.
+bool ownPosition(const std::string& err, const std::string& file, const std::string& message) {
+  std::string prefix = "File " + file + " line ";
+  std::string suffix = " character 0\n" + message + "\n";
+  return err.rfind(prefix, 0) == 0 && err.size() > prefix.size() + suffix.size() &&
+         err.compare(err.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+std::string flat(const Cell* c) {
+  char buffer[1000];
+  flattenToBuffer(c, buffer, sizeof buffer);
+  return buffer;
+}
+
+std::string text(const Cell* c) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  write_cell(stream, c);
+  fclose(stream);
+  std::string result(buffer, size);
+  free(buffer);
+  return result;
+}
+
+// Joins lines, each indented by four spaces and ended by a newline.
+std::string lines4(const std::vector<std::string>& lines) {
+  std::string result;
+  for (const std::string& line : lines) result += "    " + line + "\n";
+  return result;
+}
+
+std::string movesOf(const Model& m, const char* product, int id, Side side) {
+  const Cell* record = recordOf(m, product, id);
+  const Cell* accumulator = assignmentsOf(m, product);
+  return emitted([&] { emitMoves(4, record, accumulator, side); });
+}
+
+const std::vector<std::string> ALIVE_DEAD = {
+    "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 2.0)))",
+    "(product_definition (p) (= 0 0) (while alive 100.0))",
+};
+
+const std::vector<std::string> NESTED = {
+    "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 2.0)))",
+    "(split (x) alive (active disabled) (init x) (intensity active disabled (* 0.1 0.5)))",
+    "(product_definition (p) (= 0 0) (while active 100.0))",
+    "(product_definition (q) (= 0 0) (when (to active disabled) 100.0))",
+};
+
+const std::vector<std::string> WEIGHTED = {
+    "(split (x) all (out in) (init x) (intensity out in (* 0.1 1.0)))",
+    "(split (x) in (a b c) (init x) (weight a 0.3) (weight b (* 0.2 1.0)))",
+    "(product_definition (p) (= 0 0) (while a 1.0))",
+};
+
+const std::vector<std::string> INTEGER_WEIGHTS = {
+    "(split (x) all (out in) (init x) (intensity out in (* 0.1 1.0)))",
+    "(split (x) in (a b c) (init x) (weight a 0) (weight b 1))",
+    "(product_definition (p) (= 0 0) (while a 1.0))",
+};
+
+TEST(StateMovesTest, TwoStatesAssignStayAndDeathProbabilities) {
+  Model m = runPasses(ALIVE_DEAD);
+  const Cell* accumulator = assignmentsOf(m, "p");
+  EXPECT_EQ(emitted([&] { emitAssignments(4, accumulator); }),
+            lines4({"prob_alive_to_dead=", "  (0.010000*2.000000);", "prob_alive_to_alive=",
+                    "  1-prob_alive_to_dead;", "prob_dead_to_dead=", "  1;"}));
+  // A state without outgoing intensities stays with the integer 1.
+  EXPECT_TRUE(is_integer(aget(accumulator, transitionProbName(symbol("dead"), symbol("dead")))));
+}
+
+TEST(StateMovesTest, TwoStatesMoveFromAliveOnly) {
+  Model m = runPasses(ALIVE_DEAD);
+  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;",
+                    "prob=(prob_alive_to_dead*prob_0);", "prob_product_0_state_0-=prob;",
+                    "prob_product_0_state_1+=prob;", "probTransfer+=prob_product_0_state_0;"}));
+  EXPECT_EQ(movesOf(m, "p", 5, Side::freePolicy),
+            lines4({"// Move fp probabiliites", "prob=(prob_alive_to_dead*prob_fp_0);",
+                    "prob_product_5_fp_state_0-=prob;", "prob_product_5_fp_state_1+=prob;",
+                    "probTransfer+=prob_product_5_fp_state_0;"}));
+}
+
+TEST(StateMovesTest, OutgoingIntensitiesAreSubtractedNewestFirst) {
+  Model m = runPasses({
+      "(split (x) all (alive disabled dead) (init x) (intensity alive dead (* 0.01 1.0))"
+      " (intensity alive disabled (* 0.02 1.0)) (intensity disabled dead (* 0.03 1.0)))",
+      "(product_definition (p) (= 0 0) (while disabled 1.0))",
+  });
+  EXPECT_EQ(emitted([&] { emitAssignments(0, assignmentsOf(m, "p")); }),
+            "prob_alive_to_dead=\n  (0.010000*1.000000);\n"
+            "prob_alive_to_disabled=\n  (0.020000*1.000000);\n"
+            "prob_disabled_to_dead=\n  (0.030000*1.000000);\n"
+            "prob_alive_to_alive=\n  1-prob_alive_to_disabled-prob_alive_to_dead;\n"
+            "prob_disabled_to_disabled=\n  1-prob_disabled_to_dead;\n"
+            "prob_dead_to_dead=\n  1;\n");
+  EXPECT_EQ(movesOf(m, "p", 2, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;",
+                    "prob=(prob_alive_to_disabled*prob_0);", "prob_product_2_state_0-=prob;",
+                    "prob_product_2_state_1+=prob;", "prob=(prob_alive_to_dead*prob_0);",
+                    "prob_product_2_state_0-=prob;", "prob_product_2_state_2+=prob;",
+                    "prob=(prob_disabled_to_dead*prob_1);", "prob_product_2_state_1-=prob;",
+                    "prob_product_2_state_2+=prob;", "probTransfer+=prob_product_2_state_1;"}));
+}
+
+TEST(StateMovesTest, NestedSplitAssignsTheOuterSplitFirst) {
+  Model m = runPasses(NESTED);
+  EXPECT_EQ(emitted([&] { emitAssignments(2, assignmentsOf(m, "p")); }),
+            "  prob_alive_to_dead=\n    (0.010000*2.000000);\n"
+            "  prob_alive_to_alive=\n    1-prob_alive_to_dead;\n"
+            "  prob_dead_to_dead=\n    1;\n"
+            "  prob_active_to_disabled=\n    (0.100000*0.500000);\n"
+            "  prob_active_to_active=\n    1-prob_active_to_disabled;\n"
+            "  prob_disabled_to_disabled=\n    1;\n");
+}
+
+TEST(StateMovesTest, NestedSplitMultipliesTheStayOfTheOuterSplit) {
+  Model m = runPasses(NESTED);
+  EXPECT_EQ(movesOf(m, "p", 1, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;",
+                    "prob=((prob_alive_to_alive*prob_active_to_disabled)*prob_0);",
+                    "prob_product_1_state_0-=prob;", "prob_product_1_state_1+=prob;",
+                    "prob=(prob_alive_to_dead*prob_0);", "prob_product_1_state_0-=prob;",
+                    "prob_product_1_state_2+=prob;", "prob=(prob_alive_to_dead*prob_1);",
+                    "prob_product_1_state_1-=prob;", "prob_product_1_state_2+=prob;",
+                    "probTransfer+=prob_product_1_state_0;"}));
+}
+
+TEST(StateMovesTest, PayingTransitionAddsTheMovedProbability) {
+  Model m = runPasses(NESTED);
+  EXPECT_EQ(movesOf(m, "q", 0, Side::freePolicy),
+            lines4({"// Move fp probabiliites",
+                    "prob=((prob_alive_to_alive*prob_active_to_disabled)*prob_fp_0);",
+                    "prob_product_0_fp_state_0-=prob;", "prob_product_0_fp_state_1+=prob;",
+                    "probTransfer+=prob;", "prob=(prob_alive_to_dead*prob_fp_0);",
+                    "prob_product_0_fp_state_0-=prob;", "prob_product_0_fp_state_2+=prob;",
+                    "prob=(prob_alive_to_dead*prob_fp_1);", "prob_product_0_fp_state_1-=prob;",
+                    "prob_product_0_fp_state_2+=prob;"}));
+}
+
+TEST(StateMovesTest, WeightsGiveTheRemainderToTheFirstChildWithoutClause) {
+  Model m = runPasses(WEIGHTED);
+  EXPECT_EQ(emitted([&] { emitAssignments(0, assignmentsOf(m, "p")); }),
+            "prob_out_to_in=\n  (0.100000*1.000000);\n"
+            "prob_out_to_out=\n  1-prob_out_to_in;\n"
+            "prob_in_to_in=\n  1;\n"
+            "prob_a_to_a=\n  1;\n"
+            "prob_b_to_b=\n  1;\n"
+            "prob_c_to_c=\n  1;\n"
+            "weight_a=\n  0.300000;\n"
+            "weight_b=\n  (0.200000*1.000000);\n"
+            "weight_c=\n  1-weight_a-weight_b;\n");
+  // A constant weight enters the product as a number, any other as its name.
+  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;",
+                    "prob=((prob_out_to_in*0.300000)*prob_0);", "prob_product_0_state_0-=prob;",
+                    "prob_product_0_state_1+=prob;", "prob=((prob_out_to_in*weight_b)*prob_0);",
+                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
+                    "prob=((prob_out_to_in*weight_c)*prob_0);", "prob_product_0_state_0-=prob;",
+                    "prob_product_0_state_3+=prob;", "probTransfer+=prob_product_0_state_1;"}));
+}
+
+TEST(StateMovesTest, IntegerWeightsFoldAndDropTheMovesTheyForbid) {
+  Model m = runPasses(INTEGER_WEIGHTS);
+  const Cell* accumulator = assignmentsOf(m, "p");
+  const Cell* remainder = aget(accumulator, weightName(symbol("c")));
+  EXPECT_TRUE(is_integer(remainder));
+  EXPECT_EQ(integer_value(remainder), 0);
+  // Weight 0 forbids entering a and c; weight 1 disappears from the product.
+  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;", "prob=(prob_out_to_in*prob_0);",
+                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
+                    "probTransfer+=prob_product_0_state_1;"}));
+}
+
+TEST(StateMovesTest, KnownIntegerIntensitiesSimplifyButRealsDoNot) {
+  Model m = runPasses({
+      "(split (x) all (a b c) (init x) (intensity a b 0) (intensity a c 1)"
+      " (intensity b c 0.0) (intensity c a 1.0))",
+      "(product_definition (p) (= 0 0) (while a 1.0))",
+  });
+  EXPECT_EQ(emitted([&] { emitAssignments(0, assignmentsOf(m, "p")); }),
+            "prob_a_to_b=\n  0;\nprob_a_to_c=\n  1;\nprob_b_to_c=\n  0.000000;\n"
+            "prob_c_to_a=\n  1.000000;\n"
+            "prob_a_to_a=\n  1-prob_a_to_c-prob_a_to_b;\n"
+            "prob_b_to_b=\n  1-prob_b_to_c;\nprob_c_to_c=\n  1-prob_c_to_a;\n");
+  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;", "prob=prob_0;",
+                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
+                    "prob=(0.000000*prob_1);", "prob_product_0_state_1-=prob;",
+                    "prob_product_0_state_2+=prob;", "prob=(1.000000*prob_2);",
+                    "prob_product_0_state_2-=prob;", "prob_product_0_state_0+=prob;",
+                    "probTransfer+=prob_product_0_state_0;"}));
+}
+
+TEST(StateMovesTest, IndependentSplitsMultiplyTheirComponents) {
+  Model m = runPasses({
+      "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 1.0)))",
+      "(split (x) all (single married) (init x) (intensity single married (* 0.02 1.0)))",
+      "(product_definition (p) (= 0 0) (while (and married alive) 1.0))",
+  });
+  // alive, the last state of the condition, is placed first: the tuples are
+  // (alive single), (alive married), (dead single), (dead married); the
+  // stays of married and of dead are the integer 1 and disappear.
+  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;",
+                    "prob=((prob_alive_to_alive*prob_single_to_married)*prob_0);",
+                    "prob_product_0_state_0-=prob;", "prob_product_0_state_1+=prob;",
+                    "prob=((prob_alive_to_dead*prob_single_to_single)*prob_0);",
+                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
+                    "prob=((prob_alive_to_dead*prob_single_to_married)*prob_0);",
+                    "prob_product_0_state_0-=prob;", "prob_product_0_state_3+=prob;",
+                    "prob=(prob_alive_to_dead*prob_1);", "prob_product_0_state_1-=prob;",
+                    "prob_product_0_state_3+=prob;", "prob=(prob_single_to_married*prob_2);",
+                    "prob_product_0_state_2-=prob;", "prob_product_0_state_3+=prob;",
+                    "probTransfer+=prob_product_0_state_1;"}));
+}
+
+TEST(StateMovesTest, ConstantProductHasOneStateAndPaysInIt) {
+  Model m = runPasses({"(product_definition (p) (= 0 0) 100.0)"});
+  EXPECT_EQ(movesOf(m, "p", 4, Side::premiumPaying),
+            lines4({"// Move pp probabiliites", "probTransfer=0;",
+                    "probTransfer+=prob_product_4_state_0;"}));
+}
+
+struct MultiplyCase {
+  const Cell* a;
+  const Cell* b;
+  const char* expected;  // the infix text
+};
+
+TEST(StateMovesTest, MultiplyTermsSimplifiesOnlyIntegerZeroAndOne) {
+  const Cell* x = transitionProbName(symbol("a"), symbol("b"));
+  const Cell* y = weightName(symbol("c"));
+  const MultiplyCase cases[] = {
+      {integer(0), x, "0"},
+      {x, integer(0), "0"},
+      {integer(1), x, "prob_a_to_b"},
+      {x, integer(1), "prob_a_to_b"},
+      {integer(1), integer(0), "0"},
+      {real(0.0), x, "(0.000000*prob_a_to_b)"},
+      {x, real(1.0), "(prob_a_to_b*1.000000)"},
+      {integer(2), x, "(2*prob_a_to_b)"},
+      {x, y, "(prob_a_to_b*weight_c)"},
+      {multiplyTerms(x, y), x, "((prob_a_to_b*weight_c)*prob_a_to_b)"},
+      {x, multiplyTerms(y, real(0.5)), "(prob_a_to_b*(weight_c*0.500000))"},
+  };
+  for (const MultiplyCase& c : cases) {
+    EXPECT_EQ(flat(toInfix(multiplyTerms(c.a, c.b))), c.expected);
+  }
+  // The zero that comes out is the very cell that went in.
+  const Cell* zero = integer(0);
+  EXPECT_EQ(multiplyTerms(x, zero), zero);
+  EXPECT_EQ(multiplyTerms(zero, y), zero);
+}
+
+TEST(StateMovesTest, RemainderWeightFoldsWhileBothSidesAreIntegers) {
+  const Cell* a = weightName(symbol("a"));
+  const Cell* b = weightName(symbol("b"));
+  const Cell* clauses = list2(list2(symbol("a"), nil()), list2(symbol("b"), nil()));
+  struct Case {
+    const Cell* weightA;
+    const Cell* weightB;
+    const char* expected;
+  } cases[] = {
+      {integer(0), integer(1), "0"},
+      {integer(1), integer(1), "-1"},
+      {real(0.3), integer(0), "1-weight_a-weight_b"},
+      {integer(1), real(0.5), "0-weight_b"},
+      {list3(symbol("x"), symbol("+"), symbol("y")), integer(0), "1-weight_a-weight_b"},
+  };
+  for (const Case& c : cases) {
+    const Cell* accumulator = acons(b, c.weightB, acons(a, c.weightA, nil()));
+    EXPECT_EQ(flat(remainderWeight(accumulator, integer(1), clauses)), c.expected);
+  }
+  // A weight nothing binds is subtracted by name.
+  EXPECT_EQ(text(remainderWeight(nil(), integer(1), list1(list2(symbol("a"), nil())))),
+            "(1 - (weight_ a))");
+}
+
+TEST(StateMovesTest, ComponentMoveToAStateWithoutTransitionIsZero) {
+  Model m = runPasses(NESTED);
+  const Cell* accumulator = assignmentsOf(m, "p");
+  const Cell* tuples = aget_named(aget_named(m.products, "p"), "nodeTuples");
+  const Cell* dead = first(third(tuples));
+  const Cell* alive = first(first(tuples));
+  EXPECT_EQ(text(componentMove(accumulator, dead, alive)), "0");
+  EXPECT_EQ(text(componentMove(accumulator, alive, dead)), "(prob_ alive _to_ dead)");
+  EXPECT_EQ(text(moveProbability(accumulator, third(tuples), third(tuples))), "1");
+  EXPECT_EQ(text(entryWeight(accumulator, nil())), "1");
+}
+
+TEST(StateMovesTest, MissingWeightWarnsAndUsesTheName) {
+  Model m = runPasses({
+      "(split (x) all (alive dead) (init x) (intensity dead alive (* 0.1 1.0)))",
+      "(split (x) alive (active disabled) (init x))",
+      "(product_definition (p) (= 0 0) (while active 1.0))",
+  });
+  Outcome o = run_fatal([&] {
+    std::string t = movesOf(m, "p", 0, Side::premiumPaying);
+    fputs(t.c_str(), stderr);
+  });
+  EXPECT_EQ(o.status, 0);
+  EXPECT_EQ(o.out, "Warning: (weight_ active)\nWarning: (weight_ disabled)\n");
+  EXPECT_EQ(o.err, lines4({"// Move pp probabiliites", "probTransfer=0;",
+                           "prob=((prob_dead_to_alive*weight_active)*prob_2);",
+                           "prob_product_0_state_2-=prob;", "prob_product_0_state_0+=prob;",
+                           "prob=((prob_dead_to_alive*weight_disabled)*prob_2);",
+                           "prob_product_0_state_2-=prob;", "prob_product_0_state_1+=prob;",
+                           "probTransfer+=prob_product_0_state_0;"}));
+}
+
+TEST(StateMovesDeathTest, EveryChildWeightedLeavesNoneForTheRemainder) {
+  Model m = runPasses({
+      "(split (x) all (a b) (init x) (weight a 0.5) (weight b 0.5))",
+      "(product_definition (p) (= 0 0) (while a 1.0))",
+  });
+  Outcome o = run_fatal([&] { assignmentsOf(m, "p"); });
+  EXPECT_EQ(o.status, 1);
+  // The empty rest of the children is the end of the list as read.
+  EXPECT_EQ(o.out, "()\n");
+  EXPECT_TRUE(ownPosition(o.err, "core/reader.cpp", "head of non-cons")) << o.err;
+}
+
+// The Tiny C Compiler, when the machine has one.
+std::string tinyC() {
+  for (const char* path : {"/usr/bin/tcc", "/usr/local/bin/tcc"}) {
+    if (FILE* f = fopen(path, "r")) {
+      fclose(f);
+      return path;
+    }
+  }
+  return "";
+}
+
+// A program that runs a year of months of a product with n states, 0.6
+// starting on the premium-paying side of state 0 and 0.4 on the
+// free-policy side, and prints the premium-paying states, the free-policy
+// states and the sum of probTransfer.
+std::string yearProgram(const Model& m, const char* product, int n) {
+  const Cell* record = recordOf(m, product, 0);
+  const Cell* accumulator = assignmentsOf(m, product);
+  return emitted([&] {
+    emitLine(0, "#include <stdio.h>");
+    emitLine(0, "int main(){");
+    emitLine(2, "double prob, probTransfer, paid=0;");
+    for (int k = 0; k < n; k++) {
+      declareDoubleInit(2, stateProbName(record, k), real(k == 0 ? 0.6 : 0.0));
+      declareDoubleInit(2, fpStateProbName(record, k), real(k == 0 ? 0.4 : 0.0));
+      declareDouble(2, tempProbName(k));
+      declareDouble(2, tempFpProbName(k));
+    }
+    for (const Cell* n = akeys(accumulator); is_cons(n); n = tail(n)) declareDouble(2, head(n));
+    emitLine(2, "int t;");
+    emitLine(2, "for(t=0;t<12;t++){");
+    emitAssignments(4, accumulator);
+    for (int k = 0; k < n; k++) {
+      emitAssign(4, tempProbName(k), stateProbName(record, k));
+      emitAssign(4, tempFpProbName(k), fpStateProbName(record, k));
+    }
+    emitMoves(4, record, accumulator, Side::premiumPaying);
+    emitMoves(4, record, accumulator, Side::freePolicy);
+    emitLine(4, "paid+=probTransfer;");
+    emitLine(2, "}");
+    // Templates take every % for a hole: the format goes in whole lines.
+    for (int k = 0; k < n; k++) {
+      emitLine(2, ("printf(\"%.17g \"," + flat(stateProbName(record, k)) + ");").c_str());
+    }
+    for (int k = 0; k < n; k++) {
+      emitLine(2, ("printf(\"%.17g \"," + flat(fpStateProbName(record, k)) + ");").c_str());
+    }
+    emitLine(2, "printf(\"%.17g\\n\",paid);");
+    emitLine(2, "return 0;");
+    emitLine(0, "}");
+  });
+}
+
+// The premium-paying states, the free-policy states and the paid sum.
+std::vector<double> runYear(const Model& m, const char* product, int n) {
+  TempDir dir;
+  write_file(dir.file("moves.c"), yearProgram(m, product, n));
+  Outcome o = run_program({tinyC(), "-run", dir.file("moves.c")});
+  EXPECT_EQ(o.status, 0) << o.err;
+  std::istringstream values(o.out);
+  std::vector<double> result(2 * n + 1);
+  for (double& v : result) values >> v;
+  EXPECT_FALSE(values.fail()) << o.out;
+  return result;
+}
+
+TEST(StateMovesProgramTest, NestedMovesConserveProbabilityInTheCompiledProgram) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = runYear(runPasses(NESTED), "p", 3);
+  const double* pp = &v[0];
+  const double* fp = &v[3];
+  double paid = v[6];
+  // The same months worked out here: death 0.02 from alive, disablement
+  // 0.05 from active; the product pays for being active at the month's end.
+  double active = 1.0, disabled = 0.0, dead = 0.0, paidHere = 0.0;
+  for (int t = 0; t < 12; t++) {
+    double a = active, d = disabled;
+    active = a * 0.98 * 0.95;
+    disabled = d * 0.98 + a * 0.98 * 0.05;
+    dead += (a + d) * 0.02;
+    paidHere += active;
+  }
+  const double expected[3] = {active, disabled, dead};
+  for (int k = 0; k < 3; k++) {
+    EXPECT_NEAR(pp[k], 0.6 * expected[k], 1e-14) << k;
+    EXPECT_NEAR(fp[k], 0.4 * expected[k], 1e-14) << k;
+  }
+  EXPECT_NEAR(pp[0] + pp[1] + pp[2] + fp[0] + fp[1] + fp[2], 1.0, 1e-14);
+  EXPECT_NEAR(paid, paidHere, 1e-13);
+}
+
+TEST(StateMovesProgramTest, EntryWeightsShareTheEnteringProbability) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = runYear(runPasses(WEIGHTED), "p", 4);
+  // out leaves at 0.1 a month; a gets 0.3 of what enters, b 0.2, c the rest.
+  double out = 1.0;
+  for (int t = 0; t < 12; t++) out *= 0.9;
+  const double expected[4] = {out, 0.3 * (1 - out), 0.2 * (1 - out), 0.5 * (1 - out)};
+  double sum = 0.0;
+  for (int k = 0; k < 4; k++) {
+    EXPECT_NEAR(v[k], 0.6 * expected[k], 1e-14) << k;
+    EXPECT_NEAR(v[4 + k], 0.4 * expected[k], 1e-14) << k;
+    sum += v[k] + v[4 + k];
+  }
+  EXPECT_NEAR(sum, 1.0, 1e-14);
+}
+
+}  // namespace

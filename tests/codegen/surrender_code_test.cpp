@@ -1,0 +1,348 @@
+// Surrender and free-policy transfer code: the seven-state rule, which
+// records get which code, and the exact lines of the four hooks.
+#include "codegen/surrender_code.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "codegen/emitter.h"
+#include "codegen/names.h"
+#include "core/list.h"
+#include "core/printer.h"
+#include "core/reader.h"
+#include "support/process.h"
+
+namespace {
+
+std::string text(const Cell* c) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  write_cell(stream, c);
+  fclose(stream);
+  std::string result(buffer, size);
+  free(buffer);
+  return result;
+}
+
+// What `write` emits in readable mode.
+std::string emitted(const std::function<void()>& write) {
+  TempDir dir;
+  std::string path = dir.file("tx");
+  FILE* file = fopen(path.c_str(), "w");
+  int mode = compactMode;
+  compactMode = 0;
+  setOutputFile(file);
+  write();
+  setOutputFile(stdout);
+  compactMode = mode;
+  fclose(file);
+  return read_file(path);
+}
+
+std::string indented(int indent, const std::vector<std::string>& lines) {
+  std::string result;
+  for (const std::string& line : lines) {
+    result += line.empty() ? "\n" : std::string(indent, ' ') + line + "\n";
+  }
+  return result;
+}
+
+const Cell* entry(const char* key, const Cell* value) { return cons(string(key), value); }
+
+const Cell* record(int id, const Cell* name, const Cell* env, const Cell* tuples = nil()) {
+  const Cell* def = list1(cons(symbol("nodeTuples"), tuples));
+  return list5(cons(symbol("id"), integer(id)), cons(symbol("name"), name),
+               cons(symbol("weight"), integer(1)), cons(symbol("def"), def),
+               cons(symbol("env"), env));
+}
+
+const Cell* flag(const char* key, const Cell* value) { return cons(symbol(key), value); }
+
+TEST(SurrenderCodeTest, SevenStateSetsTheSurrenderIntensityToZeroInItsPlace) {
+  const Cell* basis = list3(entry("mortality", string("m")), entry("surrender", real(0.02)),
+                            entry("yield_curve", real(2.0)));
+  const Cell* portfolio =
+      list3(entry("policies", nil()), entry("basis", basis), entry("seven_state", integer(0)));
+  EXPECT_EQ(text(zeroSurrenderIntensity(portfolio)),
+            "((\"policies\") (\"basis\" (\"mortality\" . \"m\") (\"surrender\" . 0.000000) "
+            "(\"yield_curve\" . 2.000000)) (\"seven_state\" . 0))");
+  // The given portfolio is not changed.
+  EXPECT_EQ(real_value(aget_string(aget_string(portfolio, "basis"), "surrender")), 0.02);
+}
+
+TEST(SurrenderCodeTest, SevenStateAddsAMissingSurrenderIntensity) {
+  const Cell* portfolio =
+      list2(entry("seven_state", truth()), entry("basis", list1(entry("a", integer(1)))));
+  const Cell* changed = zeroSurrenderIntensity(portfolio);
+  EXPECT_EQ(text(aget_string(changed, "basis")), "((\"a\" . 1) (\"surrender\" . 0.000000))");
+  EXPECT_TRUE(is_real(aget_string(aget_string(changed, "basis"), "surrender")));
+}
+
+TEST(SurrenderCodeTest, WithoutSevenStateThePortfolioIsKept) {
+  const Cell* basis = list1(entry("surrender", real(0.02)));
+  const Cell* portfolios[] = {
+      list1(entry("basis", basis)),
+      list2(entry("seven_state", nil()), entry("basis", basis)),
+      // A symbol key is not the string key.
+      list2(cons(symbol("seven_state"), integer(1)), entry("basis", basis)),
+  };
+  for (const Cell* portfolio : portfolios) {
+    EXPECT_EQ(zeroSurrenderIntensity(portfolio), portfolio) << text(portfolio);
+  }
+}
+
+TEST(SurrenderCodeTest, FlagsAndNameDecideWhichCodeARecordGets) {
+  const Cell* surrender = string("product_surrender");
+  const Cell* ordinary = string("pension");
+  struct Case {
+    const Cell* name;
+    const Cell* env;
+    int noCode;
+    int surrenderBlock;
+    int freePolicySide;
+  } cases[] = {
+      {surrender, nil(), 0, 1, 0},
+      {surrender, list1(flag("seven_state", integer(0))), 1, 0, 0},
+      {surrender, list1(flag("seven_state", nil())), 0, 1, 0},
+      {surrender, list1(flag("survives_free_policy", truth())), 0, 1, 0},
+      // A symbol of the name is an ordinary product.
+      {symbol("product_surrender"), nil(), 0, 0, 1},
+      {ordinary, nil(), 0, 0, 1},
+      {ordinary, list1(flag("seven_state", truth())), 0, 0, 0},
+      {ordinary, list1(flag("survives_free_policy", integer(0))), 0, 0, 0},
+      {ordinary, list1(flag("premium_paying_initially", truth())), 0, 0, 1},
+      // The first entry decides: a product's nil hides its policy's flag.
+      {ordinary, list2(flag("survives_free_policy", nil()), flag("survives_free_policy", truth())),
+       0, 0, 1},
+  };
+  for (const Case& c : cases) {
+    const Cell* r = record(0, c.name, c.env);
+    EXPECT_EQ(getsNoCode(r), c.noCode) << text(r);
+    EXPECT_EQ(getsSurrenderBlock(r), c.surrenderBlock) << text(r);
+    EXPECT_EQ(getsFreePolicySide(r), c.freePolicySide) << text(r);
+  }
+  EXPECT_TRUE(recordFlag(record(0, ordinary, list1(flag("x", integer(0)))), "x"));
+  EXPECT_FALSE(recordFlag(record(0, ordinary, list1(flag("x", nil()))), "x"));
+  EXPECT_FALSE(recordFlag(record(0, ordinary, nil()), "x"));
+}
+
+TEST(SurrenderCodeTest, SecurePpaKeepsStateZero) {
+  const Cell* r = record(7, string("product_surrender"), nil());
+  EXPECT_EQ(emitted([&] { emitSecurePpa(4, r); }),
+            indented(4, {"// Secure probability of being premium paying active",
+                         "p_ppa=prob_product_7_state_0;", ""}));
+}
+
+TEST(SurrenderCodeTest, SurrenderMovesAreTheFixedSevenStateMoves) {
+  const Cell* r = record(7, string("product_surrender"), nil());
+  EXPECT_EQ(emitted([&] { emitSurrenderMoves(4, r); }),
+            indented(4, {"// Move surrender product probabiliites",
+                         "probTransfer=0;",
+                         "prob=prob_customer_to_customer",
+                         "    *prob_alive_to_alive",
+                         "    *prob_active_to_active",
+                         "    *prob_premium_paying_to_free_policy",
+                         "    *prob_0;",
+                         "prob_product_7_state_0-=prob;",
+                         "prob_product_7_state_1+=prob*fp_fraction;",
+                         "prob=prob_customer_to_customer",
+                         "    *prob_alive_to_alive",
+                         "    *prob_active_to_disabled",
+                         "    *prob_premium_paying_to_premium_paying",
+                         "    *prob_0;",
+                         "prob_product_7_state_0-=prob;",
+                         "prob_product_7_state_2+=prob;",
+                         "prob=prob_customer_to_customer",
+                         "    *prob_alive_to_dead",
+                         "    *prob_premium_paying_to_premium_paying",
+                         "    *prob_0;",
+                         "prob_product_7_state_0-=prob;",
+                         "prob_product_7_state_4+=prob;",
+                         "prob=prob_customer_to_surrender",
+                         "    *prob_0;",
+                         "prob_product_7_state_0-=prob;",
+                         "prob_product_7_state_6+=prob;",
+                         "probTransfer+=prob;",
+                         "prob=prob_customer_to_customer",
+                         "    *prob_alive_to_alive",
+                         "    *prob_active_to_disabled",
+                         "    *prob_1;",
+                         "prob_product_7_state_1-=prob;",
+                         "prob_product_7_state_3+=prob;",
+                         "prob=prob_customer_to_customer",
+                         "    *prob_alive_to_dead",
+                         "    *prob_1;",
+                         "prob_product_7_state_1-=prob;",
+                         "prob_product_7_state_5+=prob;",
+                         "prob=prob_customer_to_surrender",
+                         "    *prob_1;",
+                         "prob_product_7_state_1-=prob;",
+                         "prob_product_7_state_6+=prob;",
+                         "probTransfer+=prob;",
+                         "prob=prob_customer_to_customer",
+                         "    *prob_alive_to_dead",
+                         "    *prob_premium_paying_to_premium_paying",
+                         "    *prob_2;",
+                         "prob_product_7_state_2-=prob;",
+                         "prob_product_7_state_4+=prob;",
+                         "prob=prob_customer_to_customer",
+                         "    *prob_alive_to_dead",
+                         "    *prob_3;",
+                         "prob_product_7_state_3-=prob;",
+                         "prob_product_7_state_5+=prob;"}));
+}
+
+TEST(SurrenderCodeTest, DeltaQuotientClosesTheSurrenderBlock) {
+  EXPECT_EQ(emitted([] { emitDeltaQuotient(2); }),
+            indented(2, {"// Compute delta_ppa and quotient_ppa",
+                         "quotient_ppa=prob_customer_to_customer",
+                         "            *prob_alive_to_alive", "            *prob_active_to_active",
+                         "            *prob_premium_paying_to_free_policy;",
+                         "delta_ppa=quotient_ppa*p_ppa;", ""}));
+}
+
+TEST(SurrenderCodeTest, ActiveStatesConvertTheirOwnShare) {
+  // active at any depth counts; a similar name does not.
+  const Cell* tuples =
+      parse("(((alive (active))) ((alive (disabled))) ((inactive)) ((x (y (z (active))))))");
+  const Cell* r = record(2, string("pension"), nil(), tuples);
+  EXPECT_EQ(emitted([&] { emitPpToFp(4, r); }),
+            indented(4, {"// Move probability from pp to fp",
+                         "prob_product_2_state_0-=quotient_ppa*prob_0;",
+                         "prob_product_2_fp_state_0+=quotient_ppa*fp_fraction*prob_0;",
+                         "prob_product_2_state_3-=quotient_ppa*prob_3;",
+                         "prob_product_2_fp_state_3+=quotient_ppa*fp_fraction*prob_3;"}));
+}
+
+TEST(SurrenderCodeTest, WithoutActiveStateZeroConvertsDeltaPpa) {
+  const Cell* tuples[] = {parse("(((alive)) ((dead)))"), parse("(())")};
+  for (const Cell* t : tuples) {
+    const Cell* r = record(11, string("pension"), nil(), t);
+    EXPECT_EQ(
+        emitted([&] { emitPpToFp(0, r); }),
+        indented(0, {"// Move probability from pp to fp", "prob_product_11_state_0-=delta_ppa;",
+                     "prob_product_11_fp_state_0+=delta_ppa*fp_fraction;"}));
+  }
+}
+
+TEST(SurrenderCodeTest, CompactModeDropsTheCommentsAndKeepsTheCode) {
+  TempDir dir;
+  std::string path = dir.file("tx");
+  FILE* file = fopen(path.c_str(), "w");
+  setOutputFile(file);
+  int mode = compactMode;
+  compactMode = 1;
+  emitDeltaQuotient(4);
+  compactMode = mode;
+  setOutputFile(stdout);
+  fclose(file);
+  std::string written = read_file(path);
+  // One line: a space for the comment, one space after each line.
+  EXPECT_EQ(written.find('\n'), std::string::npos);
+  EXPECT_EQ(written.substr(0, 1), " ");
+  EXPECT_EQ(written.find("//"), std::string::npos);
+  EXPECT_EQ(written.find("quotient_ppa"), std::string::npos);
+}
+
+// The Tiny C Compiler, when the machine has one.
+std::string tinyC() {
+  for (const char* path : {"/usr/bin/tcc", "/usr/local/bin/tcc"}) {
+    if (FILE* f = fopen(path, "r")) {
+      fclose(f);
+      return path;
+    }
+  }
+  return "";
+}
+
+const char* const TRANSITIONS[] = {
+    "prob_customer_to_customer",
+    "prob_customer_to_surrender",
+    "prob_alive_to_alive",
+    "prob_alive_to_dead",
+    "prob_active_to_active",
+    "prob_active_to_disabled",
+    "prob_premium_paying_to_premium_paying",
+    "prob_premium_paying_to_free_policy",
+};
+
+// One month of the surrender block from state 0 holding 1, with the
+// transition probabilities given in TRANSITIONS order. Prints the seven
+// states, probTransfer, quotient_ppa and delta_ppa.
+std::vector<double> surrenderMonth(const double (&transitions)[8], double fpFraction) {
+  const Cell* r = record(0, string("product_surrender"), nil());
+  std::string source = emitted([&] {
+    emitLine(0, "#include <stdio.h>");
+    emitLine(0, "int main(){");
+    emitLine(2, "double prob, probTransfer, p_ppa, delta_ppa, quotient_ppa;");
+    declareDoubleInit(2, symbol("fp_fraction"), real(fpFraction));
+    for (int i = 0; i < 8; i++) {
+      declareDoubleInit(2, symbol(TRANSITIONS[i]), real(transitions[i]));
+    }
+    for (int k = 0; k < 7; k++) declareDoubleInit(2, stateProbName(r, k), real(k == 0));
+    for (int k = 0; k < 4; k++) declareDouble(2, tempProbName(k));
+    emitSecurePpa(2, r);
+    for (int k = 0; k < 4; k++) emitAssign(2, tempProbName(k), stateProbName(r, k));
+    emitSurrenderMoves(2, r);
+    emitDeltaQuotient(2);
+    for (int k = 0; k < 7; k++) {
+      emitLine(2, ("printf(\"%.17g \",prob_product_0_state_" + std::to_string(k) + ");").c_str());
+    }
+    emitLine(2, "printf(\"%.17g %.17g %.17g\\n\",probTransfer,quotient_ppa,delta_ppa);");
+    emitLine(2, "return 0;");
+    emitLine(0, "}");
+  });
+  TempDir dir;
+  write_file(dir.file("surrender.c"), source);
+  Outcome o = run_program({tinyC(), "-run", dir.file("surrender.c")});
+  EXPECT_EQ(o.status, 0) << o.err;
+  std::istringstream values(o.out);
+  std::vector<double> result(10);
+  for (double& v : result) values >> v;
+  EXPECT_FALSE(values.fail()) << o.out;
+  return result;
+}
+
+TEST(SurrenderProgramTest, SurrenderMovesToStateSixAndPays) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = surrenderMonth({0.99, 0.01, 0, 0, 0, 0, 0, 0}, 0.5);
+  const double expected[10] = {0.99, 0, 0, 0, 0, 0, 0.01, 0.01, 0, 0};
+  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
+}
+
+TEST(SurrenderProgramTest, ConversionArrivesWithTheFreePolicyFraction) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  std::vector<double> v = surrenderMonth({1, 0, 1, 0, 1, 0, 0, 0.1}, 0.5);
+  const double expected[10] = {0.9, 0.05, 0, 0, 0, 0, 0, 0, 0.1, 0.1};
+  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
+}
+
+TEST(SurrenderProgramTest, EveryMoveOutOfStateZeroHappensOnce) {
+  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
+  // Customer 0.9, alive 0.95, active 0.8, premium paying 0.7; fp_fraction 1
+  // keeps the whole probability among the seven states.
+  std::vector<double> v = surrenderMonth({0.9, 0.1, 0.95, 0.05, 0.8, 0.2, 0.7, 0.3}, 1.0);
+  const double conversion = 0.9 * 0.95 * 0.8 * 0.3;
+  const double expected[10] = {1 - conversion - 0.9 * 0.95 * 0.2 * 0.7 - 0.9 * 0.05 * 0.7 - 0.1,
+                               conversion,
+                               0.9 * 0.95 * 0.2 * 0.7,
+                               0,
+                               0.9 * 0.05 * 0.7,
+                               0,
+                               0.1,
+                               0.1,
+                               conversion,
+                               conversion};
+  double sum = 0.0;
+  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
+  for (int k = 0; k < 7; k++) sum += v[k];
+  EXPECT_NEAR(sum, 1.0, 1e-15);
+}
+
+}  // namespace

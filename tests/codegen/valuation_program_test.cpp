@@ -1,0 +1,521 @@
+// The valuation core of the calculation program: the policy product
+// records, expiry months and block order, and the text of main's parts.
+#include "codegen/valuation_program.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "codegen/emitter.h"
+#include "codegen/identifiers.h"
+#include "codegen/surrender_code.h"
+#include "core/list.h"
+#include "core/printer.h"
+#include "core/reader.h"
+#include "expr/eval.h"
+#include "model/products.h"
+#include "model/splits.h"
+#include "model/statements.h"
+#include "support/process.h"
+
+namespace {
+
+// Cells keep pointers into the texts they were read from.
+const Cell* read(const std::string& text) {
+  static std::vector<std::string> texts;
+  texts.push_back(text);
+  return parse(texts.back().c_str());
+}
+
+struct Model {
+  const Cell* defs;
+  const Cell* cdefs;
+  const Cell* states;
+  const Cell* products;
+};
+
+Model runPasses(const std::string& statements) {
+  const Cell* list = read("(\n" + statements + "\n)");
+  verifyStatements(list);
+  Model m{};
+  m.defs = statementsToDefs(list);
+  m.cdefs = statementsToCdefs(list, m.defs);
+  m.states = statementsToStates(m.cdefs, m.defs, list, nil());
+  m.products = statementsToProducts(m.cdefs, m.defs, list, m.states);
+  return m;
+}
+
+std::string text(const Cell* c) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  write_cell(stream, c);
+  fclose(stream);
+  std::string result(buffer, size);
+  free(buffer);
+  return result;
+}
+
+std::string at(int line, int character) { return position("(from string)", line, character); }
+
+// Script texts of portfolios: a product, a policy of products, a portfolio
+// of policies; `more` adds entries such as ("from" 1).
+// Entries of `more` come first, so they hide the accounts 1 and 2.
+std::string product(const std::string& definition, const std::string& more = "") {
+  return "(assoc (\"product_definition\" \"" + definition + "\")" + more +
+         " (\"from\" 1) (\"to\" 2))";
+}
+std::string policy(const std::vector<std::string>& products, const std::string& more = "") {
+  std::string list = "(list";
+  for (const std::string& p : products) list += " " + p;
+  return "(assoc (\"products\" " + list + "))" + more + ")";
+}
+std::string portfolio(const std::vector<std::string>& policies, const std::string& more = "") {
+  std::string list = "(list";
+  for (const std::string& p : policies) list += " " + p;
+  return "(assoc (\"policies\" " + list + "))" + more + ")";
+}
+
+const Cell* evaluate(const Model& m, const std::string& expression) {
+  return eval(read(expression), m.defs, nil());
+}
+
+std::string field(const Cell* record, const char* key) { return text(aget_named(record, key)); }
+
+const std::string ALIVE =
+    "(cdef t_span t (v_span (span 0 0)))\n"
+    "(split () all (alive dead) (init (quote alive)) (intensity alive dead 0.01))\n";
+
+TEST(PolicyProductsTest, RecordsRunNewestFirst) {
+  Model m = runPasses(ALIVE +
+                      "(product_definition (A) (= 0 0) (while alive 1.0))\n"
+                      "(product_definition (B) (= 0 0) 2.0)\n");
+  const Cell* records = buildPolicyProducts(
+      evaluate(m, portfolio({policy({product("A"), product("B")}), policy({product("A")})})),
+      m.products);
+  ASSERT_EQ(length(records), 3);
+  const char* names[] = {"\"A\"", "\"B\"", "\"A\""};
+  for (int i = 0; i < 3; i++) {
+    const Cell* record = nth(2 - i, records);
+    EXPECT_EQ(field(record, "id"), std::to_string(i));
+    EXPECT_EQ(field(record, "name"), names[i]);
+    EXPECT_EQ(field(record, "weight"), "1");
+  }
+  EXPECT_EQ(text(akeys(first(records))), "(id name weight def env)");
+  EXPECT_EQ(aget_named(first(records), "def"), aget_named(m.products, "A"));
+  EXPECT_EQ(aget_named(second(records), "def"), aget_named(m.products, "B"));
+}
+
+TEST(PolicyProductsTest, LinearCombinationTermsAreRecords) {
+  Model m = runPasses(ALIVE +
+                      "(product_definition (A) (= 0 0) (while alive 1.0))\n"
+                      "(product_definition (B) (= 0 0) (while dead 3.0))\n"
+                      "(product_definition (L) (= 0 0) "
+                      "(linear_combination (0.5 (A)) (2.0 (B x))))\n");
+  const Cell* records = buildPolicyProducts(
+      evaluate(m, portfolio({policy({product("B"), product("L")})})), m.products);
+  ASSERT_EQ(length(records), 3);
+  // B first (id 0), then the terms of L in order.
+  EXPECT_EQ(field(third(records), "name"), "\"B\"");
+  EXPECT_EQ(field(second(records), "id"), "1");
+  EXPECT_EQ(field(second(records), "name"), "A");
+  EXPECT_EQ(field(second(records), "weight"), "0.500000");
+  EXPECT_EQ(aget_named(second(records), "def"), aget_named(m.products, "A"));
+  EXPECT_EQ(field(first(records), "id"), "2");
+  EXPECT_EQ(field(first(records), "name"), "B");
+  EXPECT_EQ(field(first(records), "weight"), "2.000000");
+  EXPECT_EQ(aget_named(first(records), "def"), aget_named(m.products, "B"));
+}
+
+TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
+  Model m = runPasses(ALIVE + "(product_definition (A) (= 0 0) 1.0)\n");
+  const Cell* records = buildPolicyProducts(
+      evaluate(m, portfolio({policy({product("A", " (\"k\" 1)"), product("A")}, " (\"k\" 2)")},
+                            " (\"k\" 3) (\"j\" 4)")),
+      m.products);
+  const Cell* newest = aget_named(first(records), "env");
+  const Cell* oldest = aget_named(second(records), "env");
+  EXPECT_EQ(text(aget_named(oldest, "k")), "1");
+  EXPECT_EQ(text(aget_named(newest, "k")), "2");
+  EXPECT_EQ(text(aget_named(newest, "j")), "4");
+  EXPECT_EQ(text(aget_named(newest, "from")), "1");
+}
+
+TEST(PolicyProductsTest, FlagsAndSurrender) {
+  Model m = runPasses(ALIVE + "(product_definition (product_surrender) (= 0 0) 1.0)\n");
+  struct Case {
+    std::string portfolio;
+    int surrender, sevenState;
+  };
+  const Case cases[] = {
+      {portfolio({policy({product("product_surrender")})}), TRUE, FALSE},
+      // The integer 0 is not nil: the flag is set.
+      {portfolio({policy({product("product_surrender")})}, " (\"seven_state\" 0)"), TRUE, TRUE},
+      {portfolio({policy({product("product_surrender", " (\"seven_state\" ())")})},
+                 " (\"seven_state\" 1)"),
+       TRUE, FALSE},
+  };
+  for (const Case& c : cases) {
+    const Cell* record = first(buildPolicyProducts(evaluate(m, c.portfolio), m.products));
+    EXPECT_EQ(isSurrenderProduct(record), c.surrender) << c.portfolio;
+    EXPECT_EQ(recordFlag(record, "seven_state"), c.sevenState) << c.portfolio;
+    EXPECT_EQ(getsNoCode(record), c.surrender && c.sevenState) << c.portfolio;
+  }
+  // A symbol of that name is not the surrender product.
+  const Cell* symbolNamed = list1(cons(symbol("name"), symbol("product_surrender")));
+  EXPECT_FALSE(isSurrenderProduct(symbolNamed));
+}
+
+TEST(PolicyProductsTest, InitialStateFromThePolicy) {
+  Model m = runPasses(
+      "(split (s) all (alive dead) (init s))\n"
+      "(product_definition (A) (= 0 0) (while dead 1.0))\n");
+  const Cell* records = buildPolicyProducts(
+      evaluate(m, portfolio({policy({product("A", " (\"s\" (quote dead))"), product("A")},
+                                    " (\"s\" (quote alive))")})),
+      m.products);
+  EXPECT_EQ(initialStateIndex(first(records), m.defs), 0);
+  EXPECT_EQ(initialStateIndex(second(records), m.defs), 1);
+}
+
+const std::string EXPIRY_MODEL = ALIVE +
+                                 "(cdef t_date start (v_date (date 2019 1)))\n"
+                                 "(cdef t_date now (v_date (date 2020 1)))\n"
+                                 "(cdef t_span elapsed (- now start))\n";
+
+TEST(ExpiryTest, MonthOfEachRelation) {
+  Model m = runPasses(EXPIRY_MODEL);
+  const Cell* environment = list1(cons(symbol("years"), integer(3)));
+  struct Case {
+    std::string expiry;
+    int32_t month;
+  };
+  const Case cases[] = {
+      {"(= 0 0)", NEVER_EXPIRES},
+      {"(< t (v_span (span 2 0)))", 24},
+      {"(<= t (v_span (span 2 0)))", 25},  // <= adds a month
+      {"(< t (v_span (years2span years)))", 36},
+      {"(< elapsed (v_span (years2span years)))", 24},
+      {"(< (- now start) (v_span (span 1 5)))", 5},
+      {"(< (+ (v_span (span 0 1)) (v_span (span 0 2))) (v_span (span 1 0)))", 9},
+      {"(< (v_span (span 5 0)) (v_span (span 2 0)))", -36},
+      {"(> t (v_span (span 2 0)))", 24},  // any other operator counts as <
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(expiryMonth(read(c.expiry), m.cdefs, m.defs, environment), c.month) << c.expiry;
+  }
+}
+
+TEST(ExpiryDeathTest, MalformedExpiries) {
+  Model m = runPasses(EXPIRY_MODEL);
+  struct Case {
+    std::string expiry, err;
+  };
+  const Case cases[] = {
+      {"(< t 12)", at(1, 6) + "malformed expiry\n"},
+      {"(< t (v_date (date 2020 1)))", at(1, 7) + "malformed expiry\n"},
+      {"(< t (v_span (date 2020 1)))", at(1, 7) + "malformed expiry\n"},
+      {"(< x (v_span (span 1 0)))", at(1, 4) + "unknown variable\n"},
+      {"(< (* t t) (v_span (span 1 0)))", at(1, 5) + "malformed expiry\n"},
+      {"(< (v_real 1.0) (v_span (span 1 0)))", at(1, 5) + "malformed expiry\n"},
+      // A date left of a span: the difference is no span.
+      {"(< (v_date (date 2019 1)) (v_span (span 1 0)))",
+       at(1, 2) + "Subtraction from span of non-span\n"},
+  };
+  for (const Case& c : cases) {
+    Outcome o = run_fatal([&] { expiryMonth(read(c.expiry), m.cdefs, m.defs, nil()); });
+    EXPECT_EQ(o.status, 1) << c.expiry;
+    EXPECT_EQ(o.err, c.err) << c.expiry;
+  }
+}
+
+TEST(ExpiryTest, BlocksRunLatestExpiryFirst) {
+  Model m = runPasses(ALIVE +
+                      "(product_definition (N) (= 0 0) 1.0)\n"
+                      "(product_definition (Y years) (< t (v_span (years2span years))) 1.0)\n");
+  auto withYears = [](const std::string& name, int years) {
+    return product(name, " (\"years\" " + std::to_string(years) + ")");
+  };
+  // Records newest first: ids 5, 4, 3, 2, 1, 0.
+  const Cell* records = buildPolicyProducts(
+      evaluate(m,
+               portfolio({policy({withYears("Y", 2), product("N"), withYears("Y", 2),
+                                  withYears("Y", -1), withYears("Y", 0), withYears("Y", 200)})})),
+      m.products);
+  const Cell* ordered = orderByExpiry(records, m.cdefs, m.defs);
+  std::string ids;
+  for (const Cell* r = ordered; is_cons(r); r = tail(r)) ids += field(head(r), "id") + " ";
+  // 200 years and never clamp to the last month, newest first; -1 year and
+  // 0 clamp to month 0.
+  EXPECT_EQ(ids, "5 1 2 0 4 3 ");
+}
+
+// ---- The text of main's parts ----
+
+// The readable text that `body` writes.
+std::string readable(const std::function<void()>& body) {
+  initIdentifierTable();
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  int savedMode = compactMode;
+  FILE* savedOutput = outputFile();
+  compactMode = FALSE;
+  setOutputFile(stream);
+  body();
+  setOutputFile(savedOutput);
+  compactMode = savedMode;
+  fclose(stream);
+  std::string text(buffer, size);
+  free(buffer);
+  return text;
+}
+
+// The lines of `text` that begin with `prefix` after their indentation,
+// each as it stands.
+std::vector<std::string> linesStarting(const std::string& text, const std::string& prefix) {
+  std::vector<std::string> lines;
+  size_t at = 0;
+  while (at < text.size()) {
+    size_t end = text.find('\n', at);
+    if (end == std::string::npos) end = text.size();
+    std::string line = text.substr(at, end - at);
+    size_t start = line.find_first_not_of(' ');
+    if (start != std::string::npos && line.compare(start, prefix.size(), prefix) == 0) {
+      lines.push_back(line);
+    }
+    at = end + 1;
+  }
+  return lines;
+}
+
+using Lines = std::vector<std::string>;
+
+const std::string BASIS =
+    "(define (basis) (assoc (\"yield_curve\" (parse \"2.0\")) "
+    "(\"free_policy_fraction\" (parse \"0.5\"))))\n";
+
+// A model of alive/dead with a sub-split of alive, and the amounts below.
+const std::string TWO_LEVELS =
+    "(cdef t_span t (v_span (span 0 0)))\n"
+    "(cdef t_date start (v_date (date 2019 1)))\n"
+    "(split () all (alive dead) (init (quote alive)) (intensity alive dead 0.01))\n"
+    "(split () alive (active disabled) (init (quote active))\n"
+    "  (intensity active disabled 0.02) (weight active 0.75))\n"
+    "(product_definition (A) (= 0 0) (while active 1.0))\n"
+    "(product_definition (B) (< t (v_span (span 2 0))) (while dead 2.0))\n"
+    "(product_definition (L) (= 0 0) (linear_combination (0.5 (A)) (2.0 (B))))\n" +
+    BASIS;
+
+std::string portfolioWith(const std::vector<std::string>& products, const std::string& more = "") {
+  return portfolio({policy(products)}, " (\"basis\" (basis))" + more);
+}
+
+TEST(MainDeclarationsTest, DeclaresEverythingInOrder) {
+  Model m = runPasses(TWO_LEVELS);
+  const Cell* records = buildPolicyProducts(
+      evaluate(m, portfolioWith({product("A"), product("B", " (\"premium_paying_initially\" 1)")})),
+      m.products);
+  std::string text = readable([&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
+  const std::string head =
+      "  // amount of probability to move from one state to another\n"
+      "  double prob;\n"
+      "\n"
+      "  // the probability by which money shall be moved\n"
+      "  double probTransfer;\n"
+      "\n"
+      "  // the amount of money which shall be moved\n"
+      "  double paySize;\n"
+      "\n"
+      "  // the free policy fraction\n"
+      "  double fp_fraction;\n"
+      "\n"
+      "  // the weight of the product\n"
+      "  double payWeight;\n"
+      "\n"
+      "  // the total cashflow\n"
+      "  double cashflow[20][20];\n"
+      "\n"
+      "  // the total reserve\n"
+      "  double reserve[20][20];\n"
+      "  double yield;\n"
+      "  int x,y;\n"
+      "  for(x=0;x<20;x++) for(y=0;y<20;y++)\n"
+      "    reserve[x][y]=0;\n"
+      "\n";
+  EXPECT_EQ(text.substr(0, head.size()), head);
+  // B (id 1, premium paying initially) first: its 1 is on the free-policy
+  // side. A has three states, (alive active), (alive disabled), (dead).
+  EXPECT_EQ(
+      linesStarting(text, "double prob_product_"),
+      (Lines{"  double prob_product_1_state_0=0;", "  double prob_product_1_state_1=0;",
+             "  double prob_product_1_fp_state_0=1;", "  double prob_product_1_fp_state_1=0;",
+             "  double prob_product_0_state_0=1;", "  double prob_product_0_state_1=0;",
+             "  double prob_product_0_state_2=0;", "  double prob_product_0_fp_state_0=0;",
+             "  double prob_product_0_fp_state_1=0;", "  double prob_product_0_fp_state_2=0;"}));
+  EXPECT_NE(text.find("  // B\n  // state 0: ((alive))\n  // state 1: ((dead))\n"),
+            std::string::npos);
+  Lines others;
+  for (const std::string& line : linesStarting(text, "double prob_")) {
+    if (line.find("product") == std::string::npos) others.push_back(line);
+  }
+  EXPECT_EQ(others,
+            (Lines{"  double prob_0;", "  double prob_fp_0;", "  double prob_1;",
+                   "  double prob_fp_1;", "  double prob_2;", "  double prob_fp_2;",
+                   // The splits in the order they were made.
+                   "  double prob_alive_to_dead;", "  double prob_alive_to_alive;",
+                   "  double prob_dead_to_dead;", "  double prob_active_to_disabled;",
+                   "  double prob_active_to_active;", "  double prob_disabled_to_disabled;"}));
+  EXPECT_EQ(linesStarting(text, "double weight_"),
+            (Lines{"  double weight_active;", "  double weight_disabled;"}));
+  // The derived quantities close the declarations, the last cdef first.
+  size_t derived = text.find("  // derived quantities\n");
+  ASSERT_NE(derived, std::string::npos);
+  EXPECT_EQ(text.substr(derived), "  // derived quantities\n  int start;\n  int t;\n");
+  EXPECT_LT(text.find("// The probability of being premium paying active"),
+            text.find("prob_product_1_state_0"));
+}
+
+TEST(MainDeclarationsTest, SevenStateDropsSurrenderAndFreePolicySides) {
+  Model m = runPasses(TWO_LEVELS + "(product_definition (product_surrender) (= 0 0) 1.0)\n");
+  const std::string products[] = {product("product_surrender"), product("B")};
+  const Cell* ordinary =
+      buildPolicyProducts(evaluate(m, portfolioWith({products[0], products[1]})), m.products);
+  std::string text = readable([&] { emitMainDeclarations(ordinary, m.cdefs, m.defs, m.states); });
+  // The surrender product has no free-policy side.
+  EXPECT_EQ(linesStarting(text, "double prob_product_").size(), 1u + 2u + 2u);
+
+  const Cell* sevenState = buildPolicyProducts(
+      evaluate(m, portfolioWith({products[0], products[1]}, " (\"seven_state\" 1)")), m.products);
+  text = readable([&] { emitMainDeclarations(sevenState, m.cdefs, m.defs, m.states); });
+  EXPECT_EQ(linesStarting(text, "double prob_product_"),
+            (Lines{"  double prob_product_1_state_0=1;", "  double prob_product_1_state_1=0;"}));
+}
+
+TEST(MainDeclarationsDeathTest, OnlyDatesAndSpansAreVariables) {
+  Model m = runPasses(ALIVE);
+  const Cell* cdefs = read("((x t_real 1.0))");
+  Outcome o =
+      run_fatal([&] { readable([&] { emitMainDeclarations(nil(), cdefs, m.defs, m.states); }); });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "t_real\n");
+  EXPECT_EQ(o.err, at(1, 3) + "cannot declare variable of the given type\n");
+}
+
+TEST(MonthBodyTest, BlocksByExpiryWithTheirWeights) {
+  Model m = runPasses(TWO_LEVELS);
+  const Cell* records =
+      buildPolicyProducts(evaluate(m, portfolioWith({product("B", " (\"survives_free_policy\" 1)"),
+                                                     product("L", " (\"from\" 3) (\"to\" 0)")})),
+                          m.products);
+  std::string text = readable([&] { emitMonthBody(4, records, m.cdefs, m.defs); });
+  const std::string head =
+      "    for(x=0;x<20;x++) for(y=0;y<20;y++)\n"
+      "      cashflow[x][y]=0;\n"
+      "\n";
+  EXPECT_EQ(text.substr(0, head.size()), head);
+  // Records: B (id 0), the terms of L: A (id 1) and B (id 2). A never
+  // expires and comes first; both B expire after two years, newest first.
+  EXPECT_EQ(linesStarting(text, "if(t>="),
+            (Lines{"    if(t>=1000000) goto accumulate;", "    if(t>=24) goto accumulate;",
+                   "    if(t>=24) goto accumulate;"}));
+  EXPECT_EQ(linesStarting(text, "payWeight="),
+            (Lines{"    payWeight=0.500000;", "    payWeight=2.000000;", "    payWeight=1;"}));
+  EXPECT_EQ(linesStarting(text, "cashflow["),
+            (Lines{"      cashflow[x][y]=0;", "    cashflow[3][0]+=payWeight*paySize*probTransfer;",
+                   "    cashflow[3][0]+=payWeight*paySize*probTransfer;",
+                   "    cashflow[1][2]+=payWeight*paySize*probTransfer;"}));
+  // Each term with its own definition's amount.
+  EXPECT_EQ(linesStarting(text, "2.000000;").size(), 2u);
+  EXPECT_EQ(linesStarting(text, "1.000000;").size(), 1u);
+  // The survivor of free policy copies no free-policy probabilities.
+  EXPECT_EQ(linesStarting(text, "// Copy fp").size(), 2u);
+  EXPECT_EQ(linesStarting(text, "// Copy pp").size(), 3u);
+  EXPECT_TRUE(isAccountUsed(3, 0));
+  EXPECT_TRUE(isAccountUsed(1, 2));
+  EXPECT_FALSE(isAccountUsed(0, 3));
+}
+
+TEST(MonthBodyTest, AssignmentsComeBeforeTheMoves) {
+  Model m = runPasses(TWO_LEVELS);
+  const Cell* records = buildPolicyProducts(
+      evaluate(m, portfolioWith({product("A", " (\"seven_state\" 1)")})), m.products);
+  std::string text = readable([&] { emitMonthBody(2, records, m.cdefs, m.defs); });
+  size_t block = text.find("  if(t>=1000000) goto accumulate;\n");
+  ASSERT_NE(block, std::string::npos);
+  EXPECT_EQ(text.find("  if(t>=1000000) goto accumulate;\n"
+                      "  // A\n"
+                      "  // state 0: ((alive (active)))\n"
+                      "  // state 1: ((alive (disabled)))\n"
+                      "  // state 2: ((dead))\n"),
+            block);
+  size_t weight = text.find("  payWeight=1;\n");
+  size_t paySize = text.find("  paySize=\n    1.000000;\n");
+  size_t fraction = text.find("  fp_fraction=\n    0.500000;\n");
+  size_t split = text.find("  prob_alive_to_dead=\n");
+  size_t copies = text.find(
+      "  // Copy pp probabilities to temporary variables\n"
+      "  prob_0=prob_product_0_state_0;\n"
+      "  prob_1=prob_product_0_state_1;\n"
+      "  prob_2=prob_product_0_state_2;\n");
+  size_t transfer = text.find(
+      "  // Transfer money from account to account\n"
+      "  cashflow[1][2]+=payWeight*paySize*probTransfer;\n\n");
+  EXPECT_LT(block, weight);
+  EXPECT_LT(weight, paySize);
+  EXPECT_LT(paySize, fraction);
+  EXPECT_LT(fraction, split);
+  EXPECT_LT(split, copies);
+  EXPECT_LT(copies, text.find("probTransfer=0;"));
+  EXPECT_LT(text.find("probTransfer=0;"), transfer);
+  EXPECT_NE(transfer, std::string::npos);
+  EXPECT_EQ(text.find("Copy fp"), std::string::npos);
+}
+
+TEST(MonthBodyDeathTest, AccountsLieInTheTable) {
+  Model m = runPasses(TWO_LEVELS);
+  struct Case {
+    std::string accounts;
+    int status;
+    std::string err;
+  };
+  const Case cases[] = {
+      {" (\"from\" 20)", 1, "Account out of range\n"},
+      {" (\"to\" -1)", 1, "Account out of range\n"},
+      {" (\"from\" 19) (\"to\" 0)", 0, ""},
+  };
+  for (const Case& c : cases) {
+    const Cell* records =
+        buildPolicyProducts(evaluate(m, portfolioWith({product("A", c.accounts)})), m.products);
+    Outcome o = run_fatal([&] { readable([&] { emitMonthBody(4, records, m.cdefs, m.defs); }); });
+    EXPECT_EQ(o.status, c.status) << c.accounts;
+    EXPECT_EQ(o.err, c.err) << c.accounts;
+  }
+}
+
+TEST(ReserveAccumulationTest, OnlyUsedPairsAccumulate) {
+  Model m = runPasses(TWO_LEVELS);
+  const Cell* value = evaluate(m, portfolioWith({product("A", " (\"from\" 19) (\"to\" 0)"),
+                                                 product("B", " (\"from\" 2) (\"to\" 7)")}));
+  const Cell* records = buildPolicyProducts(value, m.products);
+  std::string text = readable([&] {
+    emitMonthBody(4, records, m.cdefs, m.defs);
+    emitReserveAccumulation(value, m.cdefs, m.defs);
+  });
+  EXPECT_EQ(text.substr(text.find("    accumulate:\n")),
+            "    accumulate:\n"
+            "    // Accumulate reserve\n"
+            "    yield=\n"
+            "      2.000000;\n"
+            "    yield=pow(1.0+yield*0.01,t/12.0);\n"
+            "    reserve[2][7]+=cashflow[2][7]/yield;\n"
+            "    reserve[19][0]+=cashflow[19][0]/yield;\n");
+  // A new generation starts with no pair in use.
+  buildPolicyProducts(value, nil());
+  EXPECT_FALSE(isAccountUsed(2, 7));
+}
+
+}  // namespace
