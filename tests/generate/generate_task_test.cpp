@@ -1,0 +1,832 @@
+// The generate task: the portfolio files it writes, through the executable
+// and through its writers, and their reading back as scripts.
+#include "generate/generate_task.h"
+
+#include <gtest/gtest.h>
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "codegen/emitter.h"
+#include "core/list.h"
+#include "core/reader.h"
+#include "expr/eval.h"
+#include "model/statements.h"
+#include "platform/crt_rand.h"
+#include "support/process.h"
+
+namespace {
+
+// One-number tables keep the files small; the yield curve still shows its
+// repeated first value.
+const char* const TINY_TABLES[][2] = {
+    {"dfsa_yield", "0.02"},
+    {"dfsa_mortality_female", "0.1"},
+    {"dfsa_mortality_male", "0.2"},
+    {"dfsa_mortality_improvement_female", "0.01"},
+    {"dfsa_mortality_improvement_male", "0,03"},
+};
+
+// A working directory with conf/ and out/. Bodies run in a child inside it,
+// as the generate task runs: readable mode, nothing redirected.
+struct WorkDir {
+  explicit WorkDir(bool with_tables = true) {
+    mkdir(dir.file("out").c_str(), 0700);
+    if (!with_tables) return;
+    mkdir(dir.file("conf").c_str(), 0700);
+    for (const auto& table : TINY_TABLES) {
+      write_file(dir.file("conf/" + std::string(table[0]) + ".txt"), table[1]);
+    }
+  }
+  Outcome run(const std::function<void()>& body) const {
+    return run_fatal([&] {
+      if (chdir(dir.path.c_str()) != 0) _exit(126);
+      compactMode = 0;
+      body();
+    });
+  }
+  // talvon exec with the run script holding the task.
+  Outcome exec(const std::string& task) const {
+    write_scrambled(dir.file("m.bin"), "(define (x) 1)\n");
+    write_scrambled(dir.file("p.bin"), "(define (y) 2)\n");
+    write_scrambled(dir.file("r.bin"), "(define (task) " + task + ")\n");
+    return run_program({TALVON_EXE, "exec", "m.bin", "p.bin", "r.bin"}, "", dir.path);
+  }
+  std::string read(const std::string& name) const { return read_file(dir.file(name)); }
+  bool has(const std::string& name) const { return access(dir.file(name).c_str(), F_OK) == 0; }
+  std::set<std::string> files(const std::string& folder) const {
+    std::set<std::string> names;
+    DIR* d = opendir(dir.file(folder).c_str());
+    if (d == nullptr) return names;
+    while (dirent* e = readdir(d)) {
+      std::string name = e->d_name;
+      if (name != "." && name != "..") names.insert(name);
+    }
+    closedir(d);
+    return names;
+  }
+  TempDir dir;
+};
+
+// The generator's seed whose first draw is r: the state after one step is
+// r << 16, so the seed is that state stepped back.
+uint32_t seed_for_draw(int r) {
+  const uint32_t a = 214013u;
+  uint32_t inverse = a;  // Newton's iteration for the inverse modulo 2^32
+  for (int i = 0; i < 5; i++) inverse *= 2u - a * inverse;
+  return ((static_cast<uint32_t>(r) << 16) - 2531011u) * inverse;
+}
+
+// The fixed products, spelled out independently of the list in the code.
+std::vector<std::string> fixed_products() {
+  const char* const families[] = {"d01", "a01", "r01", "i01", "k01", "w01", "s01", "c01"};
+  std::vector<std::string> names;
+  char name[16];
+  for (int k = 1; k <= 40; k++) {
+    snprintf(name, sizeof name, "%s_%03d", families[(k - 1) / 5], k);
+    names.push_back(name);
+  }
+  return names;
+}
+
+int count_of(const std::string& text, const std::string& part) {
+  int n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
+  return n;
+}
+
+bool ends_with(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// The lines of `text` that contain `part`, joined.
+std::string lines_with(const std::string& text, const std::string& part) {
+  std::string found;
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    std::string line = text.substr(start, end - start);
+    if (line.find(part) != std::string::npos) found += line + "\n";
+    start = end + 1;
+  }
+  return found;
+}
+
+TEST(DateText, MonthsBeforeMay2018) {
+  struct Case {
+    double years;
+    const char* text;
+  };
+  const Case cases[] = {
+      {30, "may(1988)"}, {0, "may(2018)"},  {35, "may(1983)"}, {5, "may(2013)"},
+      {0.5, "nov(2017)"}, {1.0 / 3, "jan(2018)"}, {0.25, "feb(2018)"}, {-0.5, "nov(2018)"},
+      {-30, "may(2048)"}, {4.4, "dec(2013)"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(dateText(c.years), c.text) << c.years;
+}
+
+TEST(UniformRandom, DrawsFromTheSharedGenerator) {
+  const int draws[] = {0, 1, 100, 16384, 32767};
+  for (int r : draws) {
+    crt_srand(seed_for_draw(r));
+    EXPECT_EQ(uniformRandom(), (r + 0.5) / 32768.0) << r;
+  }
+  crt_srand(12345);
+  int r1 = crt_rand();
+  int r2 = crt_rand();
+  crt_srand(12345);
+  EXPECT_EQ(uniformRandom(), (r1 + 0.5) / 32768.0);
+  EXPECT_EQ(uniformRandom(), (r2 + 0.5) / 32768.0);
+}
+
+const char* const POLICY_A_TAIL =
+    "     (\"gender\" (parseEval \"\"\"male\"\"\"))\n"
+    "     (\"state_calculation\" (parseEval \"\"\"active\"\"\"))\n";
+
+std::string random_policy_dates(const std::string& birth, const std::string& policy) {
+  return "    (assoc\n"
+         "     (\"time_birth\" (parseEval \"" + birth + "\"))\n" + POLICY_A_TAIL +
+         "     (\"time_last_state_change\" (parseEval \"" + birth + "\"))\n"
+         "     (\"time_policy\" (parseEval \"" + policy + "\"))\n";
+}
+
+// The birth month is round(24220 - 12 (40 u + 30)) with u from one draw.
+TEST(RandomPolicy, BirthFromOneDraw) {
+  struct Case {
+    int draw;
+    const char* birth;
+    const char* policy;
+  };
+  const Case cases[] = {
+      {0, "may(1988)", "may(2018)"},
+      // 23858.53 rounds up to apr; cut off it would be mar.
+      {100, "apr(1988)", "apr(2018)"},
+      {16384, "may(1968)", "may(1998)"},
+      {32767, "may(1948)", "may(1978)"},
+      // 23860 - 2.94: 23857.06, not 23858.
+      {200, "feb(1988)", "feb(2018)"},
+  };
+  WorkDir work;
+  for (const Case& c : cases) {
+    for (auto writer : {writeRandomPolicyA, writeRandomPolicyB}) {
+      Outcome o = work.run([&] {
+        crt_srand(seed_for_draw(c.draw));
+        writer();
+      });
+      EXPECT_EQ(o.out.rfind(random_policy_dates(c.birth, c.policy), 0), 0u) << c.draw << o.out;
+    }
+  }
+}
+
+TEST(RandomPolicy, EntriesOfPolicyA) {
+  WorkDir work;
+  Outcome o = work.run([] {
+    crt_srand(seed_for_draw(0));
+    writeRandomPolicyA();
+  });
+  EXPECT_EQ(o.out, random_policy_dates("may(1988)", "may(2018)") +
+                       "     (\"premium_paying_initially\" (parseBool ()))\n"
+                       "     (\"products\"\n"
+                       "      (list\n"
+                       "       (assoc\n"
+                       "        (\"product_definition\" (parseEval \"\"\"premium_active\"\"\"))\n"
+                       "        (\"from\" (parseEval \"1\"))\n"
+                       "        (\"to\" (parseEval \"2\"))\n"
+                       "        (\"survives_free_policy\" (parseBool 0))\n"
+                       "        (\"annuity\" (parse \"6000\"))\n"
+                       "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+                       "       (assoc\n"
+                       "        (\"product_definition\" (parseEval \"\"\"expense_alive\"\"\"))\n"
+                       "        (\"from\" (parseEval \"2\"))\n"
+                       "        (\"to\" (parseEval \"6\"))\n"
+                       "        (\"survives_free_policy\" (parseBool ()))\n"
+                       "        (\"annuity\" (parse \"300\"))\n"
+                       "        (\"age_expiry\" (parseEval \"years2span(120)\")))\n"
+                       "       (assoc\n"
+                       "        (\"product_definition\" (parseEval \"\"\"a01_009\"\"\"))\n"
+                       "        (\"from\" (parseEval \"2\"))\n"
+                       "        (\"to\" (parseEval \"3\"))\n"
+                       "        (\"survives_free_policy\" (parseBool ()))\n"
+                       "        (\"annuity\" (parse \"30000\"))\n"
+                       "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+                       "       (assoc\n"
+                       "        (\"product_definition\" (parseEval \"\"\"c01_040\"\"\"))\n"
+                       "        (\"from\" (parseEval \"2\"))\n"
+                       "        (\"to\" (parseEval \"4\"))\n"
+                       "        (\"survives_free_policy\" (parseBool ()))\n"
+                       "        (\"annuity\" (parse \"30000\"))\n"
+                       "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+                       "       (assoc\n"
+                       "        (\"product_definition\" (parseEval\n"
+                       "         \"\"\"product_surrender\"\"\"))\n"
+                       "        (\"from\" (parseEval \"2\"))\n"
+                       "        (\"to\" (parseEval \"5\")))\n"
+                       "    )))\n"
+                       "\n");
+}
+
+TEST(RandomPolicy, EntriesOfPolicyB) {
+  WorkDir work;
+  Outcome o = work.run([] {
+    crt_srand(seed_for_draw(0));
+    writeRandomPolicyB();
+  });
+  const std::string entries =
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval \"\"\"premium_active\"\"\"))\n"
+      "        (\"from\" (parseEval \"1\"))\n"
+      "        (\"to\" (parseEval \"2\"))\n"
+      "        (\"survives_free_policy\" (parseBool 0))\n"
+      "        (\"annuity\" (parse \"5008.53\"))\n"
+      "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval \"\"\"expense_alive\"\"\"))\n"
+      "        (\"from\" (parseEval \"2\"))\n"
+      "        (\"to\" (parseEval \"6\"))\n"
+      "        (\"survives_free_policy\" (parseBool ()))\n"
+      "        (\"annuity\" (parse \"250.43\"))\n"
+      "        (\"age_expiry\" (parseEval \"years2span(120)\")))\n"
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval \"\"\"a01_009\"\"\"))\n"
+      "        (\"from\" (parseEval \"2\"))\n"
+      "        (\"to\" (parseEval \"3\"))\n"
+      "        (\"survives_free_policy\" (parseBool ()))\n"
+      "        (\"annuity\" (parse \"10000\"))\n"
+      "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval \"\"\"d01_002\"\"\"))\n"
+      "        (\"from\" (parseEval \"2\"))\n"
+      "        (\"to\" (parseEval \"3\"))\n"
+      "        (\"survives_free_policy\" (parseBool ()))\n"
+      "        (\"sum\" (parse \"2000000\"))\n"
+      "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval \"\"\"d01_003\"\"\"))\n"
+      "        (\"from\" (parseEval \"2\"))\n"
+      "        (\"to\" (parseEval \"4\"))\n"
+      "        (\"survives_free_policy\" (parseBool ()))\n"
+      "        (\"sum\" (parse \"1000000\"))\n"
+      "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval \"\"\"i01_020\"\"\"))\n"
+      "        (\"from\" (parseEval \"2\"))\n"
+      "        (\"to\" (parseEval \"3\"))\n"
+      "        (\"survives_free_policy\" (parseBool 0))\n"
+      "        (\"annuity\" (parse \"10000\"))\n"
+      "        (\"age_expiry_annuity\" (parseEval \"years2span(65)\")))\n"
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval \"\"\"a01_006\"\"\"))\n"
+      "        (\"from\" (parseEval \"2\"))\n"
+      "        (\"to\" (parseEval \"3\"))\n"
+      "        (\"survives_free_policy\" (parseBool ()))\n"
+      "        (\"annuity\" (parse \"10000\"))\n"
+      "        (\"timespan_annuity\" (parseEval \"years2span(10)\"))\n"
+      "        (\"age_expiry\" (parseEval \"years2span(65)\")))\n"
+      "       (assoc\n"
+      "        (\"product_definition\" (parseEval\n"
+      "         \"\"\"product_surrender\"\"\"))\n"
+      "        (\"from\" (parseEval \"2\"))\n"
+      "        (\"to\" (parseEval \"5\")))\n"
+      "    )))\n"
+      "\n";
+  EXPECT_TRUE(ends_with(o.out, "      (list\n" + entries)) << o.out;
+}
+
+// The single-product file of fixed product 20 for age 30, whole.
+const char* const SINGLE_PRODUCT_FILE = R"TEXT((define (portfolio)
+ (assoc
+  ("date_validity" (parseEval "oct(2019)"))
+  ("seven_state" (parseBool 0))
+  ("view" (list 1 1 1 2 ""))
+  ("basis"
+   (assoc
+    ("female"
+     (assoc
+      ("waisen_factor" (parse "0.3"))
+      ("alive->dead"
+       (parse
+        "min(1,(0.0005+10^(5.728+0.038*span2years(age)-10))/12)"))
+      ("active->disabled"
+       (parse
+        "min(1,(0.0004+10^(4.54+0.06*span2years(age)-10))/12)"))
+      ("disabled->active"
+       (parse
+        "0"))
+      ("unmarried->married" (parse "if(span2years(age)<=12,0,0.13*10^(-((span2years(age)-24)^2)/20/(span2years(age)-12)))/12"))
+      ("married->unmarried" (parse "if(span2years(age)<=12,0,0.02*10^(-((span2years(age)-12)^2)/2100))/12"))
+      ("age_distribution" (parse "gauss(span2years(age_spouse),0.915*span2years(age)+4,0.21-1/(span2years(age)-7))/12"))
+    ))
+    ("male"
+     (assoc
+      ("waisen_factor" (parse "0.05"))
+      ("alive->dead"
+       (parse
+        "min(1,(0.0005+10^(5.88+0.038*span2years(age)-10))/12)"))
+      ("active->disabled"
+       (parse
+        "min(1,(0.0006+10^(4.71609+0.06*span2years(age)-10))/12)"))
+      ("disabled->active"
+       (parse
+        "0"))
+      ("unmarried->married" (parse "if(span2years(age)<=15,0,0.15*10^(-((span2years(age)-28)^2)/28/(span2years(age)-15)))/12"))
+      ("married->unmarried" (parse "if(span2years(age)<=15,0,0.02*10^(-((span2years(age)-15)^2)/1600))/12"))
+      ("age_distribution" (parse "gauss(span2years(age_spouse),0.915*span2years(age)+4,0.21-1/(span2years(age)-10))/12"))
+    ))
+    ("dfsa (Finanstilsynet)"
+     (assoc
+       ("dfsa_yield" (parseEvalBig "list(
+          0.0200000000000000,
+          0.0200000000000000)"))
+       ("dfsa_mortality_female" (parseEvalBig "list(
+          0.1000000000000000)"))
+       ("dfsa_mortality_male" (parseEvalBig "list(
+          0.2000000000000000)"))
+       ("dfsa_mortality_improvement_female" (parseEvalBig "list(
+          0.0100000000000000)"))
+       ("dfsa_mortality_improvement_male" (parseEvalBig "list(
+          0.0300000000000000)"))
+    ))
+    ("yield_curve" (parse "dfsa_yield(t)"))
+    ("free_policy" (parse "0.1 * if(span2years(age)<65,1/(span2years(age_policy)+10)/12,0)"))
+    ("surrender" (parse "0.1 * if(span2years(age)<65,1/(span2years(age_policy)+10)/12,0)"))
+    ("free_policy_fraction" (parse "if(span2years(age)<30,0,if(span2years(age)<65,(span2years(age)-30)/35,1))"))
+    ("reserve_premium_paying" (parse "if(span2years(age)<30,0,if(span2years(age)<65,(span2years(age)-30)/35*1200000,1))"))
+    ("reserve_free_policy" (parse "1200000"))
+  ))
+  ("policies"
+   (list
+
+    (assoc
+     ("time_birth" (parseEval "may(1988)"))
+     ("gender" (parseEval """male"""))
+     ("state_calculation" (parseEval """active"""))
+     ("time_last_state_change" (parseEval "may(1988)"))
+     ("time_policy" (parseEval "may(2018)"))
+     ("premium_paying_initially" (parseBool ()))
+     ("products"
+      (list
+       (assoc
+        ("product_definition" (parseEval """i01_020"""))
+        ("from" (parseEval "1"))
+        ("to" (parseEval "2"))
+        ("survives_free_policy" (parseBool ()))
+        ("annuity" (parse "10000"))
+        ("sum" (parse "1000000"))
+        ("timespan_annuity" (parseEval "years2span(10)"))
+        ("age_expiry" (parseEval "years2span(65)"))
+        ("age_expiry_child" (parseEval "years2span(21)"))
+        ("age_expiry_annuity" (parseEval "years2span(65)"))
+        ("age_expiry_risk" (parseEval "years2span(55)"))
+        ("state_spouse_calculation"
+          (parseEval """spouse_alive"""))
+        ("gender_spouse" (parseEval """female"""))
+        ("time_birth_spouse" (parseEval "may(1983)"))
+        ("time_birth_child" (parseEval "may(2013)"))
+        ("age_expiry_child" (parseEval "years2span(21)"))
+       )
+       (assoc
+        ("product_definition" (parseEval
+         """product_surrender"""))
+        ("from" (parseEval "1"))
+        ("to" (parseEval "3")))
+    )))
+
+))))
+)TEXT";
+
+TEST(SingleProductPortfolio, WholeFile) {
+  WorkDir work;
+  Outcome o = work.run([] { writeSingleProductPortfolio("out/", "i01_020", 30, 10000, 1); });
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "Generate out/i01_020_30_10000.bpf\n");
+  EXPECT_EQ(work.read("out/i01_020_30_10000.bpf"), SINGLE_PRODUCT_FILE);
+}
+
+TEST(SingleProductPortfolio, AgeAmountAndFlag) {
+  WorkDir work;
+  Outcome o = work.run([] { writeSingleProductPortfolio("", "premium_alive", 45, 3, 0); });
+  EXPECT_EQ(o.out, "Generate premium_alive_45_3.bpf\n");
+  std::string text = work.read("premium_alive_45_3.bpf");
+  EXPECT_EQ(lines_with(text, "(\"time_"),
+            "     (\"time_birth\" (parseEval \"may(1973)\"))\n"
+            "     (\"time_last_state_change\" (parseEval \"may(1973)\"))\n"
+            "     (\"time_policy\" (parseEval \"may(2003)\"))\n"
+            "        (\"time_birth_spouse\" (parseEval \"may(1968)\"))\n"
+            "        (\"time_birth_child\" (parseEval \"may(2013)\"))\n");
+  EXPECT_EQ(lines_with(text, "(\"annuity\"") + lines_with(text, "(\"sum\""),
+            "        (\"annuity\" (parse \"3\"))\n        (\"sum\" (parse \"300\"))\n");
+  EXPECT_EQ(lines_with(text, "survives"), "        (\"survives_free_policy\" (parseBool 0))\n");
+  EXPECT_EQ(lines_with(text, "age_expiry_annuity"),
+            "        (\"age_expiry_annuity\" (parseEval \"years2span(75)\"))\n");
+}
+
+TEST(SevenProductPortfolio, SevenEntriesAndItsOwnEnd) {
+  WorkDir work;
+  Outcome o = work.run([] { writeSevenProductPortfolio("out/", "7_products", 30, 10000); });
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "Generate out/7_products_30_10000.bpf\n");
+  std::string text = work.read("out/7_products_30_10000.bpf");
+  EXPECT_EQ(text.rfind("(define (portfolio)\n"
+                       " (assoc\n"
+                       "  (\"date_validity\" (parseEval \"oct(2019)\"))\n"
+                       "  (\"seven_state\" (parseBool ()))\n"
+                       "  (\"view\" (list 5 1 1 2 \"Premiums\" 2 3 \"Benefits\"\n"
+                       "   2 4 \"Benefits d01_003\" 2 5 \"Surrender\" 2 6 \"Expenses\"))\n"
+                       "  (\"basis\"\n",
+                       0),
+            0u);
+  EXPECT_EQ(lines_with(text, "product_definition\" (parseEval \"\"\""),
+            "        (\"product_definition\" (parseEval \"\"\"a01_009\"\"\"))\n"
+            "        (\"product_definition\" (parseEval \"\"\"d01_002\"\"\"))\n"
+            "        (\"product_definition\" (parseEval \"\"\"d01_003\"\"\"))\n"
+            "        (\"product_definition\" (parseEval \"\"\"i01_020\"\"\"))\n"
+            "        (\"product_definition\" (parseEval \"\"\"a01_006\"\"\"))\n"
+            "        (\"product_definition\" (parseEval \"\"\"premium_active\"\"\"))\n"
+            "        (\"product_definition\" (parseEval \"\"\"expense_alive\"\"\"))\n");
+  // The premium is round(0.500853175 * 10000), the expense a twentieth of it.
+  EXPECT_EQ(lines_with(text, "(\"annuity\""),
+            "        (\"annuity\" (parse \"10000\"))\n"
+            "        (\"annuity\" (parse \"20000\"))\n"
+            "        (\"annuity\" (parse \"10000\"))\n"
+            "        (\"annuity\" (parse \"10000\"))\n"
+            "        (\"annuity\" (parse \"10000\"))\n"
+            "        (\"annuity\" (parse \"5009\"))\n"
+            "        (\"annuity\" (parse \"250\"))\n");
+  EXPECT_EQ(lines_with(text, "(\"sum\""),
+            "        (\"sum\" (parse \"1000000\"))\n"
+            "        (\"sum\" (parse \"2000000\"))\n"
+            "        (\"sum\" (parse \"1000000\"))\n"
+            "        (\"sum\" (parse \"1000000\"))\n"
+            "        (\"sum\" (parse \"1000000\"))\n"
+            "        (\"sum\" (parse \"500900\"))\n"
+            "        (\"sum\" (parse \"25000\"))\n");
+  EXPECT_EQ(lines_with(text, "(\"from\"") + lines_with(text, "(\"to\""),
+            "        (\"from\" (parseEval \"2\"))\n"
+            "        (\"from\" (parseEval \"2\"))\n"
+            "        (\"from\" (parseEval \"2\"))\n"
+            "        (\"from\" (parseEval \"2\"))\n"
+            "        (\"from\" (parseEval \"2\"))\n"
+            "        (\"from\" (parseEval \"1\"))\n"
+            "        (\"from\" (parseEval \"2\"))\n"
+            "        (\"from\" (parseEval \"2\"))\n"
+            "        (\"to\" (parseEval \"3\"))\n"
+            "        (\"to\" (parseEval \"3\"))\n"
+            "        (\"to\" (parseEval \"4\"))\n"
+            "        (\"to\" (parseEval \"3\"))\n"
+            "        (\"to\" (parseEval \"3\"))\n"
+            "        (\"to\" (parseEval \"2\"))\n"
+            "        (\"to\" (parseEval \"6\"))\n"
+            "        (\"to\" (parseEval \"5\")))\n");
+  EXPECT_EQ(count_of(text, "(parseBool 0))"), 1);
+  EXPECT_EQ(count_of(text, "years2span(65)\"))\n        (\"age_expiry_risk"), 1);
+  EXPECT_TRUE(ends_with(text, "        (\"to\" (parseEval \"5\")))\n)))))))\n")) << text;
+  EXPECT_EQ(count_of(text, "    )))\n"), 0);
+}
+
+// The premium is rounded half away from zero before the expense is cut.
+TEST(SevenProductPortfolio, PremiumRounding) {
+  struct Case {
+    int amount;
+    const char* premium;
+    const char* expense;
+  };
+  const Case cases[] = {
+      {10000, "5009", "250"}, {1, "1", "0"}, {3, "2", "0"}, {200000, "100171", "5008"}};
+  for (const Case& c : cases) {
+    WorkDir work;
+    work.run([&] { writeSevenProductPortfolio("", "s", 30, c.amount); });
+    std::string text = work.read("s_30_" + std::to_string(c.amount) + ".bpf");
+    std::string annuities = lines_with(text, "(\"annuity\"");
+    std::string last_two = std::string("(parse \"") + c.premium + "\"))\n" +
+                           "        (\"annuity\" (parse \"" + c.expense + "\"))\n";
+    EXPECT_TRUE(ends_with(annuities, last_two)) << c.amount << annuities;
+  }
+}
+
+// Policy lists of COUNT policies; each policy draws once.
+TEST(RandomPortfolio, OneDrawPerPolicy) {
+  WorkDir work;
+  crt_srand(seed_for_draw(100));
+  crt_rand();
+  int second = crt_rand();
+  int third = crt_rand();
+  int fourth = crt_rand();
+  Outcome o = work.run([&] {
+    crt_srand(seed_for_draw(100));
+    writeRandomPortfolioA(2, "out/a.bpf");
+    writeRandomPortfolioB(1, "out/b.bpf");
+    // Exactly three draws are gone.
+    printf("next %d\n", crt_rand());
+  });
+  EXPECT_EQ(o.out, "Generate 2 products\nGenerate 1 products\nnext " + std::to_string(fourth) + "\n");
+  auto birth = [](int r) {
+    double u = (r + 0.5) / 32768.0;
+    long count = std::lround(24220.0 - 12.0 * (40.0 * u + 30.0));
+    const char* const months[] = {"jan", "feb", "mar", "apr", "may", "jun",
+                                  "jul", "aug", "sep", "oct", "nov", "dec"};
+    return "     (\"time_birth\" (parseEval \"" + std::string(months[count % 12]) + "(" +
+           std::to_string(count / 12) + ")\"))\n";
+  };
+  std::string a = work.read("out/a.bpf");
+  EXPECT_EQ(lines_with(a, "\"time_birth\""), birth(100) + birth(second));
+  EXPECT_EQ(lines_with(work.read("out/b.bpf"), "\"time_birth\""), birth(third));
+  EXPECT_EQ(count_of(a, "    )))\n\n"), 2);
+  EXPECT_TRUE(ends_with(a, "    )))\n\n))))\n"));
+}
+
+TEST(RandomPortfolio, ViewsAndSevenStateLine) {
+  WorkDir work;
+  work.run([] {
+    writeRandomPortfolioA(0, "out/a.bpf");
+    writeRandomPortfolioB(0, "out/b.bpf");
+  });
+  const std::string head =
+      "(define (portfolio)\n"
+      " (assoc\n"
+      "  (\"date_validity\" (parseEval \"oct(2019)\"))\n"
+      "  (\"seven_state\" (parseBool ()))\n";
+  const std::string view_a =
+      "  (\"view\" (list 5 1 1 2 \"Premiums\" 2 3 \"Benefits a01_009\"\n"
+      "   2 4 \"Benefits c01_040\" 2 5 \"Surrender\" 2 6 \"Expenses\"))\n";
+  const std::string view_b =
+      "  (\"view\" (list 5 1 1 2 \"Premiums\" 2 3 \"Benefits\"\n"
+      "   2 4 \"Benefits d01_003\" 2 5 \"Surrender\" 2 6 \"Expenses\"))\n";
+  EXPECT_EQ(work.read("out/a.bpf").rfind(head + view_a + "  (\"basis\"\n", 0), 0u);
+  EXPECT_EQ(work.read("out/b.bpf").rfind(head + view_b + "  (\"basis\"\n", 0), 0u);
+}
+
+// Through the executable: the task as a run script states it.
+
+TEST(GenerateTask, CountZeroWritesEmptyPolicyLists) {
+  WorkDir work;
+  Outcome o = work.exec("(generate 0 \"out/a.bpf\" \"out/b.bpf\")");
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "Generate 0 products\nGenerate 0 products\n");
+  EXPECT_EQ(o.err, "");
+  EXPECT_EQ(work.files("out"), (std::set<std::string>{"a.bpf", "b.bpf"}));
+  for (const char* name : {"out/a.bpf", "out/b.bpf"}) {
+    EXPECT_TRUE(ends_with(work.read(name), "  ))\n  (\"policies\"\n   (list\n\n))))\n")) << name;
+  }
+}
+
+TEST(GenerateTask, NegativeCountWritesNoPolicies) {
+  WorkDir work;
+  Outcome o = work.exec("(generate -3 \"out/a.bpf\" \"\")");
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "Generate -3 products\n");
+  EXPECT_TRUE(ends_with(work.read("out/a.bpf"), "   (list\n\n))))\n"));
+}
+
+TEST(GenerateTask, CountTwoDrawsTwice) {
+  WorkDir work;
+  Outcome o = work.exec("(generate 2 \"out/a.bpf\" \"out/b.bpf\")");
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "Generate 2 products\nGenerate 2 products\n");
+  EXPECT_EQ(work.files("out"), (std::set<std::string>{"a.bpf", "b.bpf"}));
+  std::string a = work.read("out/a.bpf");
+  std::string b = work.read("out/b.bpf");
+  EXPECT_EQ(count_of(a, "\"time_birth\""), 2);
+  EXPECT_EQ(count_of(b, "\"time_birth\""), 2);
+  // The products and the surrender entry of each policy.
+  EXPECT_EQ(count_of(a, "(assoc\n        (\"product_definition\""), 2 * 5);
+  EXPECT_EQ(count_of(b, "(assoc\n        (\"product_definition\""), 2 * 8);
+  EXPECT_EQ(count_of(a, "\"\"\"product_surrender\"\"\""), 2);
+  // Readable: the emitter's compact mode is off.
+  EXPECT_EQ(a.rfind("(define (portfolio)\n (assoc\n", 0), 0u);
+}
+
+TEST(GenerateTask, EmptySecondNameWritesOnePortfolio) {
+  WorkDir work;
+  Outcome o = work.exec("(generate 5 \"out/a.bpf\" \"\")");
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "Generate 5 products\n");
+  EXPECT_EQ(work.files("out"), std::set<std::string>{"a.bpf"});
+  EXPECT_EQ(count_of(work.read("out/a.bpf"), "\"time_birth\""), 5);
+}
+
+TEST(GenerateTask, CountOneWritesEveryProductBesideTheFirstFile) {
+  WorkDir work;
+  Outcome o = work.exec("(generate 1 \"out/a.bpf\" \"out/b.bpf\")");
+  ASSERT_EQ(o.status, 0) << o.err;
+  std::vector<std::string> products = {"premium_active", "premium_alive", "expense_active",
+                                       "expense_alive"};
+  for (const std::string& name : fixed_products()) products.push_back(name);
+  std::string expected = "Generate 1 products\nGenerate 1 products\n";
+  std::set<std::string> files = {"a.bpf", "b.bpf", "7_products_30_10000.bpf"};
+  for (const std::string& name : products) {
+    expected += "Generate out/" + name + "_30_10000.bpf\n";
+    files.insert(name + "_30_10000.bpf");
+  }
+  expected += "Generate out/7_products_30_10000.bpf\n";
+  EXPECT_EQ(o.out, expected);
+  EXPECT_EQ(work.files("out"), files);
+
+  for (size_t i = 0; i < products.size(); i++) {
+    const std::string& name = products[i];
+    std::string text = work.read("out/" + name + "_30_10000.bpf");
+    EXPECT_EQ(lines_with(text, "\"\"\"" + name + "\"\"\""),
+              "        (\"product_definition\" (parseEval \"\"\"" + name + "\"\"\"))\n");
+    // Only the premium products survive the move to free policy.
+    EXPECT_EQ(lines_with(text, "survives"), i < 2 ? "        (\"survives_free_policy\" (parseBool 0))\n"
+                                                  : "        (\"survives_free_policy\" (parseBool ()))\n")
+        << name;
+    EXPECT_EQ(lines_with(text, "age_expiry_annuity"),
+              std::string("        (\"age_expiry_annuity\" (parseEval \"years2span(") +
+                  (name == "i01_020" ? "65" : "75") + ")\"))\n")
+        << name;
+    EXPECT_EQ(lines_with(text, "may("),
+              "     (\"time_birth\" (parseEval \"may(1988)\"))\n"
+              "     (\"time_last_state_change\" (parseEval \"may(1988)\"))\n"
+              "     (\"time_policy\" (parseEval \"may(2018)\"))\n"
+              "        (\"time_birth_spouse\" (parseEval \"may(1983)\"))\n"
+              "        (\"time_birth_child\" (parseEval \"may(2013)\"))\n")
+        << name;
+    EXPECT_EQ(lines_with(text, "(\"sum\""), "        (\"sum\" (parse \"1000000\"))\n") << name;
+    EXPECT_EQ(lines_with(text, "seven_state"), "  (\"seven_state\" (parseBool 0))\n") << name;
+  }
+  EXPECT_TRUE(ends_with(work.read("out/7_products_30_10000.bpf"), "\n)))))))\n"));
+}
+
+TEST(GenerateTask, FirstFileWithoutDirectory) {
+  WorkDir work;
+  Outcome o = work.run([] { generatePortfolios(parse("(generate 1 \"a.bpf\" \"\")")); });
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out.rfind("Generate 1 products\n"
+                        "Generate premium_active_30_10000.bpf\n",
+                        0),
+            0u);
+  EXPECT_TRUE(ends_with(o.out, "\nGenerate c01_040_30_10000.bpf\nGenerate 7_products_30_10000.bpf\n"));
+  EXPECT_TRUE(work.has("7_products_30_10000.bpf"));
+  EXPECT_TRUE(work.has("a.bpf"));
+  EXPECT_EQ(work.files("out").size(), 0u);
+}
+
+// The directory is the first name up to its last slash.
+TEST(GenerateTask, DirectoryUpToTheLastSlash) {
+  WorkDir work;
+  mkdir(work.dir.file("out/x.y").c_str(), 0700);
+  Outcome o = work.run([] { generatePortfolios(parse("(generate 1 \"./out/x.y/a\" \"out/b\")")); });
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_NE(o.out.find("Generate ./out/x.y/d01_001_30_10000.bpf\n"), std::string::npos);
+  EXPECT_TRUE(work.has("out/x.y/7_products_30_10000.bpf"));
+  EXPECT_TRUE(work.has("out/b"));
+  EXPECT_FALSE(work.has("out/d01_001_30_10000.bpf"));
+}
+
+TEST(GenerateTaskDeathTest, MalformedArguments) {
+  struct Case {
+    const char* task;
+    int character;
+    const char* message;
+  };
+  const Case cases[] = {
+      // A string's place is the character after its opening quote.
+      {"(generate \"5\" \"out/a\" \"\")", 12, "Malformed number of policies"},
+      {"(generate 5.0 \"out/a\" \"\")", 11, "Malformed number of policies"},
+      // The count is checked before the names, the first name before the second.
+      {"(generate x y z)", 11, "Malformed number of policies"},
+      {"(generate 5 out \"\")", 13, "Malformed portfolio name"},
+      {"(generate 5 7 8)", 13, "Malformed portfolio name"},
+      {"(generate 5 \"out/a\" b)", 21, "Malformed portfolio name"},
+      {"(generate 1 \"out/a\" 2)", 21, "Malformed portfolio name"},
+  };
+  for (const Case& c : cases) {
+    WorkDir work;
+    Outcome o = work.run([&] { generatePortfolios(parse(c.task)); });
+    EXPECT_EQ(o.status, 1) << c.task;
+    EXPECT_EQ(o.out, "") << c.task;
+    EXPECT_EQ(o.err, position("(from string)", 1, c.character) + c.message + "\n") << c.task;
+    // Nothing is written before the checks pass.
+    EXPECT_EQ(work.files("out").size(), 0u) << c.task;
+  }
+}
+
+TEST(GenerateTaskDeathTest, UnwritableFile) {
+  WorkDir work;
+  Outcome o = work.exec("(generate 3 \"\" \"out/b.bpf\")");
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "Generate 3 products\nTrying to open \n");
+  EXPECT_EQ(o.err, "fopen(): No such file or directory\n");
+
+  o = work.exec("(generate 3 \"out/a.bpf\" \"nowhere/b.bpf\")");
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "Generate 3 products\nGenerate 3 products\nTrying to open nowhere/b.bpf\n");
+  EXPECT_EQ(o.err, "fopen(): No such file or directory\n");
+  // The first portfolio is complete.
+  EXPECT_TRUE(ends_with(work.read("out/a.bpf"), "))))\n"));
+}
+
+TEST(GenerateTaskDeathTest, MissingTable) {
+  WorkDir work(false);
+  Outcome o = work.exec("(generate 1 \"out/a.bpf\" \"out/b.bpf\")");
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "Generate 1 products\nTrying to open conf/dfsa_yield.txt\n");
+  EXPECT_EQ(o.err, "fopen(): No such file or directory\n");
+  // What was written before the failure stays.
+  std::string a = work.read("out/a.bpf");
+  EXPECT_TRUE(ends_with(a, "\n    (\"dfsa (Finanstilsynet)\"\n     (assoc\n")) << a;
+}
+
+// Generated portfolios read back as scripts and evaluate, given the month
+// functions that the model scripts define.
+
+const char* const MONTHS =
+    "((define (jan y) (date y 1)) (define (feb y) (date y 2)) (define (mar y) (date y 3))"
+    " (define (apr y) (date y 4)) (define (may y) (date y 5)) (define (jun y) (date y 6))"
+    " (define (jul y) (date y 7)) (define (aug y) (date y 8)) (define (sep y) (date y 9))"
+    " (define (oct y) (date y 10)) (define (nov y) (date y 11)) (define (dec y) (date y 12)))";
+
+const Cell* evaluate_portfolio(const std::string& path) {
+  static std::vector<std::string> paths;  // cells keep their file name
+  paths.push_back(path);
+  const Cell* statements = append(parse(MONTHS), read_source(paths.back().c_str()));
+  const Cell* defs = statementsToDefs(statements);
+  return eval(parse("(portfolio)"), defs, nil());
+}
+
+const Cell* get(const Cell* alist, const char* key) {
+  EXPECT_TRUE(ahas(alist, string(key))) << key;
+  return aget_string(alist, key);
+}
+
+TEST(GeneratedPortfolio, RandomPortfoliosEvaluate) {
+  WorkDir work;
+  Outcome o = work.run([] {
+    crt_srand(seed_for_draw(100));
+    writeRandomPortfolioA(3, "out/a.bpf");
+    writeRandomPortfolioB(2, "out/b.bpf");
+  });
+  ASSERT_EQ(o.status, 0) << o.err;
+
+  const Cell* a = evaluate_portfolio(work.dir.file("out/a.bpf"));
+  EXPECT_EQ(date_value(get(a, "date_validity")), 2019 * 12 + 10);
+  EXPECT_TRUE(is_nil(get(a, "seven_state")));
+  const Cell* policies = get(a, "policies");
+  ASSERT_EQ(length(policies), 3);
+  const Cell* policy = first(policies);
+  // Draw 100 gives apr(1988), the policy began at 30.
+  EXPECT_EQ(date_value(get(policy, "time_birth")), 1988 * 12 + 4);
+  EXPECT_EQ(date_value(get(policy, "time_policy")), 2018 * 12 + 4);
+  EXPECT_TRUE(is_string_equal(get(policy, "gender"), "male"));
+  EXPECT_TRUE(is_nil(get(policy, "premium_paying_initially")));
+  const Cell* products = get(policy, "products");
+  ASSERT_EQ(length(products), 5);
+  const Cell* annuity = third(products);
+  EXPECT_TRUE(is_string_equal(get(annuity, "product_definition"), "a01_009"));
+  EXPECT_EQ(integer_value(get(annuity, "from")), 2);
+  EXPECT_EQ(integer_value(get(annuity, "to")), 3);
+  EXPECT_EQ(span_value(get(annuity, "age_expiry")), 65 * 12);
+  EXPECT_TRUE(is_string_equal(get(fifth(products), "product_definition"), "product_surrender"));
+
+  const Cell* basis = get(a, "basis");
+  const Cell* tables = get(basis, "dfsa (Finanstilsynet)");
+  const Cell* yield = get(tables, "dfsa_yield");
+  ASSERT_EQ(length(yield), 2);
+  // The reader sums a fraction's digits its own way: near, not exact.
+  EXPECT_DOUBLE_EQ(to_real(first(yield)), 0.02);
+  EXPECT_DOUBLE_EQ(to_real(first(get(tables, "dfsa_mortality_improvement_male"))), 0.03);
+  EXPECT_TRUE(is_cons(get(get(basis, "female"), "alive->dead")));
+  EXPECT_TRUE(is_cons(get(get(basis, "male"), "age_distribution")));
+  EXPECT_TRUE(is_cons(get(basis, "reserve_premium_paying")));
+
+  const Cell* b = evaluate_portfolio(work.dir.file("out/b.bpf"));
+  const Cell* b_products = get(first(get(b, "policies")), "products");
+  ASSERT_EQ(length(b_products), 8);
+  EXPECT_EQ(span_value(get(seventh(b_products), "timespan_annuity")), 10 * 12);
+  EXPECT_EQ(span_value(get(sixth(b_products), "age_expiry_annuity")), 65 * 12);
+}
+
+TEST(GeneratedPortfolio, ProductFilesEvaluate) {
+  WorkDir work;
+  Outcome o = work.run([] {
+    writeSingleProductPortfolio("out/", "s01_031", 30, 10000, 1);
+    writeSevenProductPortfolio("out/", "7_products", 30, 10000);
+  });
+  ASSERT_EQ(o.status, 0) << o.err;
+  const Cell* single = evaluate_portfolio(work.dir.file("out/s01_031_30_10000.bpf"));
+  EXPECT_EQ(integer_value(get(single, "seven_state")), 0);
+  const Cell* entry = first(get(first(get(single, "policies")), "products"));
+  EXPECT_EQ(date_value(get(entry, "time_birth_spouse")), 1983 * 12 + 5);
+  EXPECT_EQ(date_value(get(entry, "time_birth_child")), 2013 * 12 + 5);
+  EXPECT_TRUE(is_string_equal(get(entry, "state_spouse_calculation"), "spouse_alive"));
+  EXPECT_TRUE(is_string_equal(get(entry, "gender_spouse"), "female"));
+  EXPECT_EQ(integer_value(get(entry, "sum")), 1000000);
+  EXPECT_EQ(span_value(get(entry, "age_expiry_child")), 21 * 12);
+
+  const Cell* seven = evaluate_portfolio(work.dir.file("out/7_products_30_10000.bpf"));
+  const Cell* products = get(first(get(seven, "policies")), "products");
+  ASSERT_EQ(length(products), 8);
+  EXPECT_EQ(integer_value(get(sixth(products), "annuity")), 5009);
+  EXPECT_EQ(integer_value(get(seventh(products), "annuity")), 250);
+}
+
+}  // namespace
