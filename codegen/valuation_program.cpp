@@ -158,8 +158,6 @@ double monthBodyProgress(int k, int n) { return 0.16 + 0.5 * k / n; }
 
 // ---- Declarations of main ----
 
-static const Cell* number(int32_t value) { return integer(value); }
-
 static const Cell* recordDef(const Cell* record) { return aget_named(record, "def"); }
 
 static int32_t stateCount(const Cell* record) {
@@ -178,12 +176,12 @@ static void emitStateDeclarations(const Cell* record, const Cell* defs) {
   emitStateComments(2, nodeTuples, record);
   int32_t count = length(nodeTuples);
   for (int32_t k = 0; k < count; k++) {
-    declareDoubleInit(2, stateProbName(record, k), number(k == initial && !startsFree ? 1 : 0));
+    declareDoubleInit(2, stateProbName(record, k), integer(k == initial && !startsFree ? 1 : 0));
   }
   if (!sevenState && !surrender) {
     for (int32_t k = 0; k < count; k++) {
       declareDoubleInit(2, fpStateProbName(record, k),
-                        number(k == initial && premiumPaying ? 1 : 0));
+                        integer(k == initial && premiumPaying ? 1 : 0));
     }
   }
   emitBlankLine();
@@ -258,16 +256,16 @@ void emitMainDeclarations(const Cell* records, const Cell* cdefs, const Cell* de
     emitBlankLine();
   }
   emitLine(2, "// the total cashflow");
-  emitTemplate3(2, "double %[%][%];", symbol("cashflow"), number(ACCOUNT_COUNT),
-                number(ACCOUNT_COUNT));
+  emitTemplate3(2, "double %[%][%];", symbol("cashflow"), integer(ACCOUNT_COUNT),
+                integer(ACCOUNT_COUNT));
   emitBlankLine();
   emitLine(2, "// the total reserve");
-  emitTemplate3(2, "double %[%][%];", symbol("reserve"), number(ACCOUNT_COUNT),
-                number(ACCOUNT_COUNT));
+  emitTemplate3(2, "double %[%][%];", symbol("reserve"), integer(ACCOUNT_COUNT),
+                integer(ACCOUNT_COUNT));
   emitLine(2, "double yield;");
   emitLine(2, "int x,y;");
-  emitTemplate2(2, "for(x=0;x<%;x++) for(y=0;y<%;y++)", number(ACCOUNT_COUNT),
-                number(ACCOUNT_COUNT));
+  emitTemplate2(2, "for(x=0;x<%;x++) for(y=0;y<%;y++)", integer(ACCOUNT_COUNT),
+                integer(ACCOUNT_COUNT));
   emitLine(2, "  reserve[x][y]=0;");
   emitBlankLine();
 
@@ -322,7 +320,7 @@ static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, c
   int freePolicy = getsFreePolicySide(record);
 
   emitTemplate1(indent, "if(t>=%) goto accumulate;",
-                number(expiryMonth(aget_named(def, "expiry"), cdefs, defs, environment)));
+                integer(expiryMonth(aget_named(def, "expiry"), cdefs, defs, environment)));
   if (surrender) emitSecurePpa(indent, record);
   emitStateComments(indent, nodeTuples, record);
 
@@ -354,15 +352,15 @@ static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, c
     emitPpToFp(indent, record);
   }
   emitLine(indent, "// Transfer money from account to account");
-  emitTemplate2(indent, "cashflow[%][%]+=payWeight*paySize*probTransfer;", number(from),
-                number(to));
+  emitTemplate2(indent, "cashflow[%][%]+=payWeight*paySize*probTransfer;", integer(from),
+                integer(to));
   emitBlankLine();
   if (surrender) emitDeltaQuotient(indent);
 }
 
 void emitMonthBody(int indent, const Cell* records, const Cell* cdefs, const Cell* defs) {
-  emitTemplate2(indent, "for(x=0;x<%;x++) for(y=0;y<%;y++)", number(ACCOUNT_COUNT),
-                number(ACCOUNT_COUNT));
+  emitTemplate2(indent, "for(x=0;x<%;x++) for(y=0;y<%;y++)", integer(ACCOUNT_COUNT),
+                integer(ACCOUNT_COUNT));
   emitLine(indent, "  cashflow[x][y]=0;");
   emitBlankLine();
   int n = length(records);
@@ -388,8 +386,8 @@ void emitReserveAccumulation(const Cell* portfolio, const Cell* cdefs, const Cel
   for (int x = 0; x < ACCOUNT_COUNT; x++) {
     for (int y = 0; y < ACCOUNT_COUNT; y++) {
       if (!isAccountUsed(x, y)) continue;
-      emitTemplate4(indent, "reserve[%][%]+=cashflow[%][%]/yield;", number(x), number(y), number(x),
-                    number(y));
+      emitTemplate4(indent, "reserve[%][%]+=cashflow[%][%]/yield;", integer(x), integer(y),
+                    integer(x), integer(y));
     }
   }
 }
