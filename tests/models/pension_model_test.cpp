@@ -555,6 +555,44 @@ TEST(PensionValuationTest, EveryProductOnTheGeneratedBasis) {
   }
 }
 
+// Portfolios written by the generate task, with the bundled tables in
+// conf/, valued with the bundled model: the second random portfolio and the
+// seven-product file, both without seven states, so with surrender and free
+// policies; and the single-product file of a family product.
+TEST(PensionValuationTest, GeneratedPortfoliosValue) {
+  TempDir dir;
+  mkdir(dir.file("conf").c_str(), 0700);
+  mkdir(dir.file("out").c_str(), 0700);
+  for (const char* table : {"dfsa_yield", "dfsa_mortality_female", "dfsa_mortality_improvement_female",
+                            "dfsa_mortality_improvement_male", "dfsa_mortality_male"}) {
+    std::string name = std::string("conf/") + table + ".txt";
+    write_file(dir.file(name), read_file(std::string(TALVON_SOURCE_DIR) + "/models/" + name));
+  }
+  write_scrambled(dir.file("m.bin"), read_file(MODEL_PATH));
+  write_scrambled(dir.file("p.bin"), "(define (portfolio) (assoc (\"policies\" ())))\n");
+  write_scrambled(dir.file("r.bin"), "(define (task) (generate 1 \"out/a.bpf\" \"out/b.bpf\"))\n");
+  Outcome o = run_program({TALVON_EXE, "exec", "m.bin", "p.bin", "r.bin"}, "", dir.path);
+  ASSERT_EQ(o.status, 0) << o.err;
+  struct Case {
+    const char* file;
+    std::vector<std::pair<int, int>> pairs;
+  };
+  const Case cases[] = {
+      {"out/b.bpf", {{1, 2}, {2, 3}, {2, 4}, {2, 5}, {2, 6}}},
+      {"out/7_products_30_10000.bpf", {{1, 2}, {2, 3}, {2, 4}, {2, 5}, {2, 6}}},
+      {"out/s01_033_30_10000.bpf", {{1, 2}}},
+  };
+  for (const Case& c : cases) {
+    Flows flows = valueWithBundledModel(read_file(dir.file(c.file)));
+    ASSERT_EQ(flows.size(), c.pairs.size()) << c.file;
+    for (auto [from, to] : c.pairs) {
+      const Flow& f = flowOf(flows, from, to);
+      EXPECT_TRUE(std::isfinite(f.reserve)) << c.file << " " << from << "->" << to;
+      EXPECT_GT(f.reserve, 0.0) << c.file << " " << from << "->" << to;
+    }
+  }
+}
+
 // The example portfolio with its run script: all passes, the valuation and
 // the program run, with nothing printed.
 TEST(PensionValuationTest, ExamplePortfolioValues) {
