@@ -20,28 +20,11 @@
 #include "driver/diagnostics.h"
 #include "platform/child_process.h"
 #include "platform/compat_include.h"
+#include "support/emitted.h"
 #include "support/process.h"
 
 namespace {
 
-// What `body` writes through the emitter in the given mode.
-std::string emitted(bool compact, const std::function<void()>& body) {
-  initIdentifierTable();
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  int saved_mode = compactMode;
-  FILE* saved_output = outputFile();
-  compactMode = compact;
-  setOutputFile(stream);
-  body();
-  setOutputFile(saved_output);
-  compactMode = saved_mode;
-  fclose(stream);
-  std::string text(buffer, size);
-  free(buffer);
-  return text;
-}
 
 std::string readable(const std::function<void()>& body) { return emitted(false, body); }
 

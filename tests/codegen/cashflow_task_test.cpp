@@ -29,6 +29,7 @@
 #include "model/splits.h"
 #include "model/statements.h"
 #include "support/fifo_reader.h"
+#include "support/emitted.h"
 #include "support/process.h"
 
 namespace {
@@ -339,23 +340,6 @@ const Cell* read(const std::string& text) {
   return parse(texts.back().c_str());
 }
 
-std::string emitted(bool compact, const std::function<void()>& body) {
-  initIdentifierTable();
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  int savedMode = compactMode;
-  FILE* savedOutput = outputFile();
-  compactMode = compact;
-  setOutputFile(stream);
-  body();
-  setOutputFile(savedOutput);
-  compactMode = savedMode;
-  fclose(stream);
-  std::string text(buffer, size);
-  free(buffer);
-  return text;
-}
 
 // The whole program for the connection argument.
 std::string programText(bool compact, const char* connection) {

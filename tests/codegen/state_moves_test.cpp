@@ -19,6 +19,9 @@
 #include "model/products.h"
 #include "model/splits.h"
 #include "model/statements.h"
+#include "support/emitted.h"
+#include "support/cells.h"
+#include "support/model_script.h"
 #include "support/process.h"
 
 namespace {
@@ -62,45 +65,9 @@ const Cell* assignmentsOf(const Model& m, const char* product) {
   return splitAssignments(tree, m.cdefs, m.defs, nil(), nil());
 }
 
-// What `write` emits in readable mode.
-std::string emitted(const std::function<void()>& write) {
-  TempDir dir;
-  std::string path = dir.file("tx");
-  FILE* file = fopen(path.c_str(), "w");
-  int mode = compactMode;
-  compactMode = 0;
-  setOutputFile(file);
-  write();
-  setOutputFile(stdout);
-  compactMode = mode;
-  fclose(file);
-  return read_file(path);
-}
 
-// Whether stderr is a position in talvon's own file, character 0, then the message.
-bool ownPosition(const std::string& err, const std::string& file, const std::string& message) {
-  std::string prefix = "File " + file + " line ";
-  std::string suffix = " character 0\n" + message + "\n";
-  return err.rfind(prefix, 0) == 0 && err.size() > prefix.size() + suffix.size() &&
-         err.compare(err.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
-std::string flat(const Cell* c) {
-  char buffer[1000];
-  flattenToBuffer(c, buffer, sizeof buffer);
-  return buffer;
-}
 
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
 
 // Joins lines, each indented by four spaces and ended by a newline.
 std::string lines4(const std::vector<std::string>& lines) {
@@ -112,7 +79,7 @@ std::string lines4(const std::vector<std::string>& lines) {
 std::string movesOf(const Model& m, const char* product, int id, Side side) {
   const Cell* record = recordOf(m, product, id);
   const Cell* accumulator = assignmentsOf(m, product);
-  return emitted([&] { emitMoves(4, record, accumulator, side); });
+  return emitted(false, [&] { emitMoves(4, record, accumulator, side); });
 }
 
 const std::vector<std::string> ALIVE_DEAD = {
@@ -142,7 +109,7 @@ const std::vector<std::string> INTEGER_WEIGHTS = {
 TEST(StateMovesTest, TwoStatesAssignStayAndDeathProbabilities) {
   Model m = runPasses(ALIVE_DEAD);
   const Cell* accumulator = assignmentsOf(m, "p");
-  EXPECT_EQ(emitted([&] { emitAssignments(4, accumulator); }),
+  EXPECT_EQ(emitted(false, [&] { emitAssignments(4, accumulator); }),
             lines4({"prob_alive_to_dead=", "  (0.010000*2.000000);", "prob_alive_to_alive=",
                     "  1-prob_alive_to_dead;", "prob_dead_to_dead=", "  1;"}));
   // A state without outgoing intensities stays with the integer 1.
@@ -167,7 +134,7 @@ TEST(StateMovesTest, OutgoingIntensitiesAreSubtractedNewestFirst) {
       " (intensity alive disabled (* 0.02 1.0)) (intensity disabled dead (* 0.03 1.0)))",
       "(product_definition (p) (= 0 0) (while disabled 1.0))",
   });
-  EXPECT_EQ(emitted([&] { emitAssignments(0, assignmentsOf(m, "p")); }),
+  EXPECT_EQ(emitted(false, [&] { emitAssignments(0, assignmentsOf(m, "p")); }),
             "prob_alive_to_dead=\n  (0.010000*1.000000);\n"
             "prob_alive_to_disabled=\n  (0.020000*1.000000);\n"
             "prob_disabled_to_dead=\n  (0.030000*1.000000);\n"
@@ -185,7 +152,7 @@ TEST(StateMovesTest, OutgoingIntensitiesAreSubtractedNewestFirst) {
 
 TEST(StateMovesTest, NestedSplitAssignsTheOuterSplitFirst) {
   Model m = runPasses(NESTED);
-  EXPECT_EQ(emitted([&] { emitAssignments(2, assignmentsOf(m, "p")); }),
+  EXPECT_EQ(emitted(false, [&] { emitAssignments(2, assignmentsOf(m, "p")); }),
             "  prob_alive_to_dead=\n    (0.010000*2.000000);\n"
             "  prob_alive_to_alive=\n    1-prob_alive_to_dead;\n"
             "  prob_dead_to_dead=\n    1;\n"
@@ -220,7 +187,7 @@ TEST(StateMovesTest, PayingTransitionAddsTheMovedProbability) {
 
 TEST(StateMovesTest, WeightsGiveTheRemainderToTheFirstChildWithoutClause) {
   Model m = runPasses(WEIGHTED);
-  EXPECT_EQ(emitted([&] { emitAssignments(0, assignmentsOf(m, "p")); }),
+  EXPECT_EQ(emitted(false, [&] { emitAssignments(0, assignmentsOf(m, "p")); }),
             "prob_out_to_in=\n  (0.100000*1.000000);\n"
             "prob_out_to_out=\n  1-prob_out_to_in;\n"
             "prob_in_to_in=\n  1;\n"
@@ -259,7 +226,7 @@ TEST(StateMovesTest, KnownIntegerIntensitiesSimplifyButRealsDoNot) {
       " (intensity b c 0.0) (intensity c a 1.0))",
       "(product_definition (p) (= 0 0) (while a 1.0))",
   });
-  EXPECT_EQ(emitted([&] { emitAssignments(0, assignmentsOf(m, "p")); }),
+  EXPECT_EQ(emitted(false, [&] { emitAssignments(0, assignmentsOf(m, "p")); }),
             "prob_a_to_b=\n  0;\nprob_a_to_c=\n  1;\nprob_b_to_c=\n  0.000000;\n"
             "prob_c_to_a=\n  1.000000;\n"
             "prob_a_to_a=\n  1-prob_a_to_c-prob_a_to_b;\n"
@@ -354,7 +321,7 @@ TEST(StateMovesTest, RemainderWeightFoldsWhileBothSidesAreIntegers) {
     EXPECT_EQ(flat(remainderWeight(accumulator, integer(1), clauses)), c.expected);
   }
   // A weight nothing binds is subtracted by name.
-  EXPECT_EQ(text(remainderWeight(nil(), integer(1), list1(list2(symbol("a"), nil())))),
+  EXPECT_EQ(printed(remainderWeight(nil(), integer(1), list1(list2(symbol("a"), nil())))),
             "(1 - (weight_ a))");
 }
 
@@ -364,10 +331,10 @@ TEST(StateMovesTest, ComponentMoveToAStateWithoutTransitionIsZero) {
   const Cell* tuples = aget_named(aget_named(m.products, "p"), "nodeTuples");
   const Cell* dead = first(third(tuples));
   const Cell* alive = first(first(tuples));
-  EXPECT_EQ(text(componentMove(accumulator, dead, alive)), "0");
-  EXPECT_EQ(text(componentMove(accumulator, alive, dead)), "(prob_ alive _to_ dead)");
-  EXPECT_EQ(text(moveProbability(accumulator, third(tuples), third(tuples))), "1");
-  EXPECT_EQ(text(entryWeight(accumulator, nil())), "1");
+  EXPECT_EQ(printed(componentMove(accumulator, dead, alive)), "0");
+  EXPECT_EQ(printed(componentMove(accumulator, alive, dead)), "(prob_ alive _to_ dead)");
+  EXPECT_EQ(printed(moveProbability(accumulator, third(tuples), third(tuples))), "1");
+  EXPECT_EQ(printed(entryWeight(accumulator, nil())), "1");
 }
 
 TEST(StateMovesTest, MissingWeightWarnsAndUsesTheName) {
@@ -420,7 +387,7 @@ std::string tinyC() {
 std::string yearProgram(const Model& m, const char* product, int n) {
   const Cell* record = recordOf(m, product, 0);
   const Cell* accumulator = assignmentsOf(m, product);
-  return emitted([&] {
+  return emitted(false, [&] {
     emitLine(0, "#include <stdio.h>");
     emitLine(0, "int main(){");
     emitLine(2, "double prob, probTransfer, paid=0;");

@@ -15,35 +15,13 @@
 #include "core/list.h"
 #include "core/printer.h"
 #include "core/reader.h"
+#include "support/emitted.h"
+#include "support/cells.h"
 #include "support/process.h"
 
 namespace {
 
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
 
-// What `write` emits in readable mode.
-std::string emitted(const std::function<void()>& write) {
-  TempDir dir;
-  std::string path = dir.file("tx");
-  FILE* file = fopen(path.c_str(), "w");
-  int mode = compactMode;
-  compactMode = 0;
-  setOutputFile(file);
-  write();
-  setOutputFile(stdout);
-  compactMode = mode;
-  fclose(file);
-  return read_file(path);
-}
 
 std::string indented(int indent, const std::vector<std::string>& lines) {
   std::string result;
@@ -69,7 +47,7 @@ TEST(SurrenderCodeTest, SevenStateSetsTheSurrenderIntensityToZeroInItsPlace) {
                             entry("yield_curve", real(2.0)));
   const Cell* portfolio =
       list3(entry("policies", nil()), entry("basis", basis), entry("seven_state", integer(0)));
-  EXPECT_EQ(text(zeroSurrenderIntensity(portfolio)),
+  EXPECT_EQ(printed(zeroSurrenderIntensity(portfolio)),
             "((\"policies\") (\"basis\" (\"mortality\" . \"m\") (\"surrender\" . 0.000000) "
             "(\"yield_curve\" . 2.000000)) (\"seven_state\" . 0))");
   // The given portfolio is not changed.
@@ -80,7 +58,7 @@ TEST(SurrenderCodeTest, SevenStateAddsAMissingSurrenderIntensity) {
   const Cell* portfolio =
       list2(entry("seven_state", truth()), entry("basis", list1(entry("a", integer(1)))));
   const Cell* changed = zeroSurrenderIntensity(portfolio);
-  EXPECT_EQ(text(aget_string(changed, "basis")), "((\"a\" . 1) (\"surrender\" . 0.000000))");
+  EXPECT_EQ(printed(aget_string(changed, "basis")), "((\"a\" . 1) (\"surrender\" . 0.000000))");
   EXPECT_TRUE(is_real(aget_string(aget_string(changed, "basis"), "surrender")));
 }
 
@@ -93,7 +71,7 @@ TEST(SurrenderCodeTest, WithoutSevenStateThePortfolioIsKept) {
       list2(cons(symbol("seven_state"), integer(1)), entry("basis", basis)),
   };
   for (const Cell* portfolio : portfolios) {
-    EXPECT_EQ(zeroSurrenderIntensity(portfolio), portfolio) << text(portfolio);
+    EXPECT_EQ(zeroSurrenderIntensity(portfolio), portfolio) << printed(portfolio);
   }
 }
 
@@ -123,9 +101,9 @@ TEST(SurrenderCodeTest, FlagsAndNameDecideWhichCodeARecordGets) {
   };
   for (const Case& c : cases) {
     const Cell* r = record(0, c.name, c.env);
-    EXPECT_EQ(getsNoCode(r), c.noCode) << text(r);
-    EXPECT_EQ(getsSurrenderBlock(r), c.surrenderBlock) << text(r);
-    EXPECT_EQ(getsFreePolicySide(r), c.freePolicySide) << text(r);
+    EXPECT_EQ(getsNoCode(r), c.noCode) << printed(r);
+    EXPECT_EQ(getsSurrenderBlock(r), c.surrenderBlock) << printed(r);
+    EXPECT_EQ(getsFreePolicySide(r), c.freePolicySide) << printed(r);
   }
   EXPECT_TRUE(recordFlag(record(0, ordinary, list1(flag("x", integer(0)))), "x"));
   EXPECT_FALSE(recordFlag(record(0, ordinary, list1(flag("x", nil()))), "x"));
@@ -134,14 +112,14 @@ TEST(SurrenderCodeTest, FlagsAndNameDecideWhichCodeARecordGets) {
 
 TEST(SurrenderCodeTest, SecurePpaKeepsStateZero) {
   const Cell* r = record(7, string("product_surrender"), nil());
-  EXPECT_EQ(emitted([&] { emitSecurePpa(4, r); }),
+  EXPECT_EQ(emitted(false, [&] { emitSecurePpa(4, r); }),
             indented(4, {"// Secure probability of being premium paying active",
                          "p_ppa=prob_product_7_state_0;", ""}));
 }
 
 TEST(SurrenderCodeTest, SurrenderMovesAreTheFixedSevenStateMoves) {
   const Cell* r = record(7, string("product_surrender"), nil());
-  EXPECT_EQ(emitted([&] { emitSurrenderMoves(4, r); }),
+  EXPECT_EQ(emitted(false, [&] { emitSurrenderMoves(4, r); }),
             indented(4, {"// Move surrender product probabiliites",
                          "probTransfer=0;",
                          "prob=prob_customer_to_customer",
@@ -199,7 +177,7 @@ TEST(SurrenderCodeTest, SurrenderMovesAreTheFixedSevenStateMoves) {
 }
 
 TEST(SurrenderCodeTest, DeltaQuotientClosesTheSurrenderBlock) {
-  EXPECT_EQ(emitted([] { emitDeltaQuotient(2); }),
+  EXPECT_EQ(emitted(false, [] { emitDeltaQuotient(2); }),
             indented(2, {"// Compute delta_ppa and quotient_ppa",
                          "quotient_ppa=prob_customer_to_customer",
                          "            *prob_alive_to_alive", "            *prob_active_to_active",
@@ -212,7 +190,7 @@ TEST(SurrenderCodeTest, ActiveStatesConvertTheirOwnShare) {
   const Cell* tuples =
       parse("(((alive (active))) ((alive (disabled))) ((inactive)) ((x (y (z (active))))))");
   const Cell* r = record(2, string("pension"), nil(), tuples);
-  EXPECT_EQ(emitted([&] { emitPpToFp(4, r); }),
+  EXPECT_EQ(emitted(false, [&] { emitPpToFp(4, r); }),
             indented(4, {"// Move probability from pp to fp",
                          "prob_product_2_state_0-=quotient_ppa*prob_0;",
                          "prob_product_2_fp_state_0+=quotient_ppa*fp_fraction*prob_0;",
@@ -225,7 +203,7 @@ TEST(SurrenderCodeTest, WithoutActiveStateZeroConvertsDeltaPpa) {
   for (const Cell* t : tuples) {
     const Cell* r = record(11, string("pension"), nil(), t);
     EXPECT_EQ(
-        emitted([&] { emitPpToFp(0, r); }),
+        emitted(false, [&] { emitPpToFp(0, r); }),
         indented(0, {"// Move probability from pp to fp", "prob_product_11_state_0-=delta_ppa;",
                      "prob_product_11_fp_state_0+=delta_ppa*fp_fraction;"}));
   }
@@ -277,7 +255,7 @@ const char* const TRANSITIONS[] = {
 // states, probTransfer, quotient_ppa and delta_ppa.
 std::vector<double> surrenderMonth(const double (&transitions)[8], double fpFraction) {
   const Cell* r = record(0, string("product_surrender"), nil());
-  std::string source = emitted([&] {
+  std::string source = emitted(false, [&] {
     emitLine(0, "#include <stdio.h>");
     emitLine(0, "int main(){");
     emitLine(2, "double prob, probTransfer, p_ppa, delta_ppa, quotient_ppa;");

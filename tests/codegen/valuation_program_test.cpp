@@ -19,6 +19,8 @@
 #include "model/products.h"
 #include "model/splits.h"
 #include "model/statements.h"
+#include "support/emitted.h"
+#include "support/cells.h"
 #include "support/process.h"
 
 namespace {
@@ -48,16 +50,6 @@ Model runPasses(const std::string& statements) {
   return m;
 }
 
-std::string text(const Cell* c) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  write_cell(stream, c);
-  fclose(stream);
-  std::string result(buffer, size);
-  free(buffer);
-  return result;
-}
 
 std::string at(int line, int character) { return position("(from string)", line, character); }
 
@@ -83,7 +75,7 @@ const Cell* evaluate(const Model& m, const std::string& expression) {
   return eval(read(expression), m.defs, nil());
 }
 
-std::string field(const Cell* record, const char* key) { return text(aget_named(record, key)); }
+std::string field(const Cell* record, const char* key) { return printed(aget_named(record, key)); }
 
 const std::string ALIVE =
     "(cdef t_span t (v_span (span 0 0)))\n"
@@ -104,7 +96,7 @@ TEST(PolicyProductsTest, RecordsRunNewestFirst) {
     EXPECT_EQ(field(record, "name"), names[i]);
     EXPECT_EQ(field(record, "weight"), "1");
   }
-  EXPECT_EQ(text(akeys(first(records))), "(id name weight def env)");
+  EXPECT_EQ(printed(akeys(first(records))), "(id name weight def env)");
   EXPECT_EQ(aget_named(first(records), "def"), aget_named(m.products, "A"));
   EXPECT_EQ(aget_named(second(records), "def"), aget_named(m.products, "B"));
 }
@@ -138,10 +130,10 @@ TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
       m.products);
   const Cell* newest = aget_named(first(records), "env");
   const Cell* oldest = aget_named(second(records), "env");
-  EXPECT_EQ(text(aget_named(oldest, "k")), "1");
-  EXPECT_EQ(text(aget_named(newest, "k")), "2");
-  EXPECT_EQ(text(aget_named(newest, "j")), "4");
-  EXPECT_EQ(text(aget_named(newest, "from")), "1");
+  EXPECT_EQ(printed(aget_named(oldest, "k")), "1");
+  EXPECT_EQ(printed(aget_named(newest, "k")), "2");
+  EXPECT_EQ(printed(aget_named(newest, "j")), "4");
+  EXPECT_EQ(printed(aget_named(newest, "from")), "1");
 }
 
 TEST(PolicyProductsTest, FlagsAndSurrender) {
@@ -255,24 +247,6 @@ TEST(ExpiryTest, BlocksRunLatestExpiryFirst) {
 
 // ---- The text of main's parts ----
 
-// The readable text that `body` writes.
-std::string readable(const std::function<void()>& body) {
-  initIdentifierTable();
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = open_memstream(&buffer, &size);
-  int savedMode = compactMode;
-  FILE* savedOutput = outputFile();
-  compactMode = FALSE;
-  setOutputFile(stream);
-  body();
-  setOutputFile(savedOutput);
-  compactMode = savedMode;
-  fclose(stream);
-  std::string text(buffer, size);
-  free(buffer);
-  return text;
-}
 
 // The lines of `text` that begin with `prefix` after their indentation,
 // each as it stands.
@@ -319,7 +293,7 @@ TEST(MainDeclarationsTest, DeclaresEverythingInOrder) {
   const Cell* records = buildPolicyProducts(
       evaluate(m, portfolioWith({product("A"), product("B", " (\"premium_paying_initially\" 1)")})),
       m.products);
-  std::string text = readable([&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
+  std::string text = emitted(false, [&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
   const std::string head =
       "  // amount of probability to move from one state to another\n"
       "  double prob;\n"
@@ -384,13 +358,13 @@ TEST(MainDeclarationsTest, SevenStateDropsSurrenderAndFreePolicySides) {
   const std::string products[] = {product("product_surrender"), product("B")};
   const Cell* ordinary =
       buildPolicyProducts(evaluate(m, portfolioWith({products[0], products[1]})), m.products);
-  std::string text = readable([&] { emitMainDeclarations(ordinary, m.cdefs, m.defs, m.states); });
+  std::string text = emitted(false, [&] { emitMainDeclarations(ordinary, m.cdefs, m.defs, m.states); });
   // The surrender product has no free-policy side.
   EXPECT_EQ(linesStarting(text, "double prob_product_").size(), 1u + 2u + 2u);
 
   const Cell* sevenState = buildPolicyProducts(
       evaluate(m, portfolioWith({products[0], products[1]}, " (\"seven_state\" 1)")), m.products);
-  text = readable([&] { emitMainDeclarations(sevenState, m.cdefs, m.defs, m.states); });
+  text = emitted(false, [&] { emitMainDeclarations(sevenState, m.cdefs, m.defs, m.states); });
   EXPECT_EQ(linesStarting(text, "double prob_product_"),
             (Lines{"  double prob_product_1_state_0=1;", "  double prob_product_1_state_1=0;"}));
 }
@@ -399,7 +373,7 @@ TEST(MainDeclarationsDeathTest, OnlyDatesAndSpansAreVariables) {
   Model m = runPasses(ALIVE);
   const Cell* cdefs = read("((x t_real 1.0))");
   Outcome o =
-      run_fatal([&] { readable([&] { emitMainDeclarations(nil(), cdefs, m.defs, m.states); }); });
+      run_fatal([&] { emitted(false, [&] { emitMainDeclarations(nil(), cdefs, m.defs, m.states); }); });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "t_real\n");
   EXPECT_EQ(o.err, at(1, 3) + "cannot declare variable of the given type\n");
@@ -411,7 +385,7 @@ TEST(MonthBodyTest, BlocksByExpiryWithTheirWeights) {
       buildPolicyProducts(evaluate(m, portfolioWith({product("B", " (\"survives_free_policy\" 1)"),
                                                      product("L", " (\"from\" 3) (\"to\" 0)")})),
                           m.products);
-  std::string text = readable([&] { emitMonthBody(4, records, m.cdefs, m.defs); });
+  std::string text = emitted(false, [&] { emitMonthBody(4, records, m.cdefs, m.defs); });
   const std::string head =
       "    for(x=0;x<20;x++) for(y=0;y<20;y++)\n"
       "      cashflow[x][y]=0;\n"
@@ -443,7 +417,7 @@ TEST(MonthBodyTest, AssignmentsComeBeforeTheMoves) {
   Model m = runPasses(TWO_LEVELS);
   const Cell* records = buildPolicyProducts(
       evaluate(m, portfolioWith({product("A", " (\"seven_state\" 1)")})), m.products);
-  std::string text = readable([&] { emitMonthBody(2, records, m.cdefs, m.defs); });
+  std::string text = emitted(false, [&] { emitMonthBody(2, records, m.cdefs, m.defs); });
   size_t block = text.find("  if(t>=1000000) goto accumulate;\n");
   ASSERT_NE(block, std::string::npos);
   EXPECT_EQ(text.find("  if(t>=1000000) goto accumulate;\n"
@@ -490,7 +464,7 @@ TEST(MonthBodyDeathTest, AccountsLieInTheTable) {
   for (const Case& c : cases) {
     const Cell* records =
         buildPolicyProducts(evaluate(m, portfolioWith({product("A", c.accounts)})), m.products);
-    Outcome o = run_fatal([&] { readable([&] { emitMonthBody(4, records, m.cdefs, m.defs); }); });
+    Outcome o = run_fatal([&] { emitted(false, [&] { emitMonthBody(4, records, m.cdefs, m.defs); }); });
     EXPECT_EQ(o.status, c.status) << c.accounts;
     EXPECT_EQ(o.err, c.err) << c.accounts;
   }
@@ -501,7 +475,7 @@ TEST(ReserveAccumulationTest, OnlyUsedPairsAccumulate) {
   const Cell* value = evaluate(m, portfolioWith({product("A", " (\"from\" 19) (\"to\" 0)"),
                                                  product("B", " (\"from\" 2) (\"to\" 7)")}));
   const Cell* records = buildPolicyProducts(value, m.products);
-  std::string text = readable([&] {
+  std::string text = emitted(false, [&] {
     emitMonthBody(4, records, m.cdefs, m.defs);
     emitReserveAccumulation(value, m.cdefs, m.defs);
   });

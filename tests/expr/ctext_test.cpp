@@ -9,6 +9,7 @@
 #include "core/cell.h"
 #include "core/list.h"
 #include "core/reader.h"
+#include "support/emitted.h"
 #include "support/process.h"
 
 namespace {
@@ -49,11 +50,6 @@ const Cell* translate(const Cell* term, const Cell* accumulator) {
   return ctermToCtext(term, cdefs(), defs(), environment(), accumulator);
 }
 
-std::string flat(const Cell* text) {
-  char buffer[1000];
-  int n = flattenToBuffer(text, buffer, sizeof buffer);
-  return std::string(buffer, n);
-}
 
 std::string name_of(const Cell* key) { return is_symbol(key) ? symbol_name(key) : "(not a symbol)"; }
 
