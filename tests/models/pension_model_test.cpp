@@ -555,11 +555,30 @@ TEST(PensionValuationTest, EveryProductOnTheGeneratedBasis) {
   }
 }
 
-// Portfolios written by the generate task, with the bundled tables in
-// conf/, valued with the bundled model: the second random portfolio and the
-// seven-product file, both without seven states, so with surrender and free
-// policies; and the single-product file of a family product.
-TEST(PensionValuationTest, GeneratedPortfoliosValue) {
+// Portfolios written by the generate task with the bundled tables in
+// conf/, valued with the bundled model. COUNT 1 writes the two random
+// portfolios, one file per generic and fixed product and the seven-product
+// file; COUNT 30 writes random portfolios of 30 policies.
+struct Generated {
+  std::string file;  // in out/
+  int count;         // COUNT of the generate task that writes it
+};
+
+void PrintTo(const Generated& g, std::ostream* os) { *os << g.file << " of COUNT " << g.count; }
+
+std::vector<Generated> generatedFiles() {
+  std::vector<Generated> files = {{"a.bpf", 1}, {"b.bpf", 1}, {"a.bpf", 30}, {"b.bpf", 30}};
+  for (const char* name : {"premium_active", "premium_alive", "expense_active", "expense_alive"}) {
+    files.push_back({std::string(name) + "_30_10000.bpf", 1});
+  }
+  for (const char* name : FIXED_PRODUCTS) files.push_back({std::string(name) + "_30_10000.bpf", 1});
+  files.push_back({"7_products_30_10000.bpf", 1});
+  return files;
+}
+
+// Runs the generate task in a fresh working directory and gives the text of
+// one of the files it wrote.
+std::string generatedText(const Generated& g) {
   TempDir dir;
   mkdir(dir.file("conf").c_str(), 0700);
   mkdir(dir.file("out").c_str(), 0700);
@@ -570,28 +589,64 @@ TEST(PensionValuationTest, GeneratedPortfoliosValue) {
   }
   write_scrambled(dir.file("m.bin"), read_file(MODEL_PATH));
   write_scrambled(dir.file("p.bin"), "(define (portfolio) (assoc (\"policies\" ())))\n");
-  write_scrambled(dir.file("r.bin"), "(define (task) (generate 1 \"out/a.bpf\" \"out/b.bpf\"))\n");
+  write_scrambled(dir.file("r.bin"), "(define (task) (generate " + std::to_string(g.count) +
+                                         " \"out/a.bpf\" \"out/b.bpf\"))\n");
   Outcome o = run_program({TALVON_EXE, "exec", "m.bin", "p.bin", "r.bin"}, "", dir.path);
-  ASSERT_EQ(o.status, 0) << o.err;
-  struct Case {
-    const char* file;
-    std::vector<std::pair<int, int>> pairs;
-  };
-  const Case cases[] = {
-      {"out/b.bpf", {{1, 2}, {2, 3}, {2, 4}, {2, 5}, {2, 6}}},
-      {"out/7_products_30_10000.bpf", {{1, 2}, {2, 3}, {2, 4}, {2, 5}, {2, 6}}},
-      {"out/s01_033_30_10000.bpf", {{1, 2}}},
-  };
-  for (const Case& c : cases) {
-    Flows flows = valueWithBundledModel(read_file(dir.file(c.file)));
-    ASSERT_EQ(flows.size(), c.pairs.size()) << c.file;
-    for (auto [from, to] : c.pairs) {
-      const Flow& f = flowOf(flows, from, to);
-      EXPECT_TRUE(std::isfinite(f.reserve)) << c.file << " " << from << "->" << to;
-      EXPECT_GT(f.reserve, 0.0) << c.file << " " << from << "->" << to;
+  EXPECT_EQ(o.status, 0) << o.err;
+  return read_file(dir.file("out/" + g.file));
+}
+
+class GeneratedPortfolioTest : public testing::TestWithParam<Generated> {};
+
+// Every file values through the server: all account pairs of its view send
+// 1440 finite months and a finite reserve. Premiums (1 -> 2) are paid at
+// most as booked, 10000 a year for a product file, so their probability
+// stays between 0 and 1.
+TEST_P(GeneratedPortfolioTest, ValuesEndToEnd) {
+  const Generated& g = GetParam();
+  std::string portfolio = generatedText(g);
+  ASSERT_FALSE(portfolio.empty());
+  Flows flows = valueWithBundledModel(portfolio);
+  ASSERT_FALSE(flows.empty());
+  for (const auto& [pair, f] : flows) {
+    std::string what = g.file + " " + std::to_string(pair.first) + "->" + std::to_string(pair.second);
+    ASSERT_EQ(f.months.size(), size_t(MONTHS)) << what;
+    EXPECT_TRUE(std::isfinite(f.reserve)) << what;
+    for (int t = 0; t < MONTHS; t++) ASSERT_TRUE(std::isfinite(f.months[t])) << what << " month " << t;
+  }
+  if (g.file.find("_30_10000") != std::string::npos && g.file.rfind("premium_", 0) == 0) {
+    for (double v : flowOf(flows, 1, 2).months) {
+      EXPECT_GE(v, 0.0);
+      EXPECT_LE(v, 10000.0 / 12 * (1 + 1e-12));
     }
   }
 }
+
+// The random portfolios of 30 policies also value through exec, which
+// computes without sending.
+TEST(GeneratedPortfolioExecTest, RandomPortfoliosOfThirtyPolicies) {
+  for (const char* file : {"a.bpf", "b.bpf"}) {
+    TempDir dir;
+    mkdir(dir.file("work").c_str(), 0700);
+    mkdir(dir.file("bin").c_str(), 0700);
+    write_scrambled(dir.file("work/m.bin"), read_file(MODEL_PATH));
+    write_scrambled(dir.file("work/p.bin"), generatedText({file, 30}));
+    write_scrambled(dir.file("work/r.bin"), TASK);
+    Outcome o = run_program({TALVON_EXE, "exec", "m.bin", "p.bin", "r.bin"}, "", dir.file("work"));
+    EXPECT_EQ(o.status, 0) << file << o.out << o.err;
+    EXPECT_EQ(o.out + o.err, "") << file;
+  }
+}
+
+std::string generatedName(const testing::TestParamInfo<Generated>& info) {
+  std::string name = info.param.file.substr(0, info.param.file.find('.')) + "_" + std::to_string(info.param.count);
+  for (char& c : name) {
+    if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+  }
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryFile, GeneratedPortfolioTest, testing::ValuesIn(generatedFiles()), generatedName);
 
 // The example portfolio with its run script: all passes, the valuation and
 // the program run, with nothing printed.

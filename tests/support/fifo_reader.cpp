@@ -49,7 +49,15 @@ FifoReader::~FifoReader() {
 }
 
 std::string FifoReader::finish() {
-  wait_for(reader);
+  // The writer has gone. A reader still blocked in open() (the writer
+  // failed before opening its end) is released by a writer of our own that
+  // opens and closes at once: the reader then sees the end of the stream.
+  while (reader > 0 && waitpid(reader, nullptr, WNOHANG) == 0) {
+    int release = open(path.c_str(), O_WRONLY | O_NONBLOCK);
+    if (release >= 0) close(release);
+    usleep(10 * 1000);
+  }
+  reader = -1;
   return read_file(bytes_path);
 }
 

@@ -14,7 +14,9 @@ struct FifoReader {
   FifoReader(const FifoReader&) = delete;
   FifoReader& operator=(const FifoReader&) = delete;
 
-  // Waits for the writer to close and gives all bytes read.
+  // Called once the writer has gone: waits for the reader to see the end
+  // of the stream and gives all bytes read (none when the writer never
+  // opened the FIFO).
   std::string finish();
 
   std::string path;
