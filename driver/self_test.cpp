@@ -15,12 +15,12 @@
 
 static int32_t checks = 0;
 
-static void announceCheck(const char* text) {
+void announceCheck(const char* text) {
   checks++;
   printf("%5d %s\n", checks, text);
 }
 
-static void check(const char* text, int holds) {
+void checkAssertion(const char* text, int holds) {
   announceCheck(text);
   if (!holds) {
     puts("\nTest failed");
@@ -65,19 +65,19 @@ static void checkCells() {
 
   announceCheck(R"T(TRUE==(1))T");
   announceCheck(R"T(FALSE==(0))T");
-  check(R"T(equal(nil_source(4014,0,"talvon"),nil_source(4014,0,"talvon")))T", equal(nil(), nil()));
-  check(R"T(!equal(cons(real_source(1,4016,0,"talvon"),symbol_source("abc",4016,0,"talvon")),cons(integer_source(1,4017,0,"talvon"),symbol_source("abc",4017,0,"talvon"))))T",
+  checkAssertion(R"T(equal(nil_source(4014,0,"talvon"),nil_source(4014,0,"talvon")))T", equal(nil(), nil()));
+  checkAssertion(R"T(!equal(cons(real_source(1,4016,0,"talvon"),symbol_source("abc",4016,0,"talvon")),cons(integer_source(1,4017,0,"talvon"),symbol_source("abc",4017,0,"talvon"))))T",
         !equal(cons(real(1.0), symbol("abc")), cons(integer(1), symbol("abc"))));
-  check(R"T(equal(aget(assoc,r2),i2))T", equal(aget(assoc, r2), i2));
+  checkAssertion(R"T(equal(aget(assoc,r2),i2))T", equal(aget(assoc, r2), i2));
   assoc = aset(assoc, r2, s2);
-  check(R"T(equal(aget(assoc,r2),s2))T", equal(aget(assoc, r2), s2));
-  check(R"T(equal(parse("((abc 1) ((\"def\")))"),list2( list2(symbol_source("abc",4024,0,"talvon"),integer_source(1,4024,0,"talvon")), list1(list1(string_source("def",4025,0,"talvon"))))))T",
+  checkAssertion(R"T(equal(aget(assoc,r2),s2))T", equal(aget(assoc, r2), s2));
+  checkAssertion(R"T(equal(parse("((abc 1) ((\"def\")))"),list2( list2(symbol_source("abc",4024,0,"talvon"),integer_source(1,4024,0,"talvon")), list1(list1(string_source("def",4025,0,"talvon"))))))T",
         equal(parse("((abc 1) ((\"def\")))"),
               list2(list2(symbol("abc"), integer(1)), list1(list1(string("def"))))));
-  check(R"T(equal(parse("(a b c)"),productDefToStates(parse("(when (or (and a b) (and b c)))"))))T",
+  checkAssertion(R"T(equal(parse("(a b c)"),productDefToStates(parse("(when (or (and a b) (and b c)))"))))T",
         equal(parse("(a b c)"), productDefToStates(parse("(when (or (and a b) (and b c)))"))));
   for (const InfixCheck& c : INFIX_CHECKS) {
-    check(c.announced, equal(parse(c.expected), parseExpr0(c.infix)));
+    checkAssertion(c.announced, equal(parse(c.expected), parseExpr0(c.infix)));
   }
 }
 

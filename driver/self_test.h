@@ -7,3 +7,10 @@
 // "source.bin" (scrambled) from the working directory. Returns when every
 // check holds; the first that fails ends the run with status 1.
 void selfTest();
+
+// Counts and prints one check: "%5d %s\n" with the running count.
+void announceCheck(const char* text);
+
+// Announces a check; when it does not hold, prints "\nTest failed" and ends
+// the run with status 1.
+void checkAssertion(const char* text, int holds);

@@ -1,12 +1,14 @@
-// talvon test, run for real on the bundled self-test scripts.
+// talvon test, run for real: in the directory the build prepares (the
+// bundled model and a generated portfolio of 30 policies), and on faulty
+// scripts in a directory of its own.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "driver/self_test.h"
 #include "support/process.h"
 
 namespace {
 
-const std::string MODELS = TALVON_SOURCE_DIR "/models/selftest/";
 
 // The layout the self-test reads from: run.bin and source.bin in the
 // working directory a/b/c, the portfolio three levels up.
@@ -23,21 +25,33 @@ struct SelfTestDir {
   TempDir dir;
 };
 
-const std::string MODEL = read_file(MODELS + "source.tal");
-const std::string PORTFOLIO = read_file(MODELS + "random7_30.pf");
-const std::string RUN = read_file(MODELS + "run.tal");
+const std::string MODEL = read_file(TALVON_SOURCE_DIR "/models/pension/model.tal");
+const std::string PORTFOLIO = read_file(TALVON_SELFTEST_DIR "/generate/random7_30.pf");
+const std::string RUN = read_file(TALVON_SOURCE_DIR "/models/selftest/run.tal");
 
-TEST(SelfTest, PassesOnTheBundledScripts) {
-  Outcome o = SelfTestDir(MODEL, PORTFOLIO, RUN).run();
+TEST(SelfTest, PassesInThePreparedDirectory) {
+  Outcome o = run_program({TALVON_EXE, "test"}, "", TALVON_SELFTEST_DIR "/a/b/c");
   EXPECT_EQ(o.status, 0);
   EXPECT_EQ(o.err, "");
   ASSERT_GE(o.out.size(), 100u);
-  EXPECT_EQ(o.out.substr(0, 15), "    1 TRUE==(1)");
+  EXPECT_EQ(o.out.substr(0, 16), "    1 TRUE==(1)\n");
   EXPECT_NE(o.out.find("\n   10 equal(parse(\"(a x)\"),parseExpr0(\"a(x)\"))\n"), std::string::npos);
   EXPECT_NE(o.out.find("\n   25 equal(parse(\"(* (- 0 \\\"a\\\") (- 0 1.2))\"),parseExpr0(\"-\\\"a\\\"*-1.2\"))\n"),
             std::string::npos);
-  // The translation: the named result first, the caller's own x last.
-  EXPECT_EQ(o.out.substr(o.out.find("abc = ")), "abc = ((age*2)+pow(x,7))\nage = (t-7)\nx = 2\n");
+  // The translation: the named result first, then the model's C-level
+  // names as the translation meets them, the caller's x last.
+  EXPECT_EQ(o.out.substr(o.out.find("abc = ")),
+            "abc = ((age*2)+pow(x,7))\nage = (time-7)\ntime = (7+t)\nx = 2\n");
+}
+
+TEST(SelfTest, PortfolioIsTheGeneratedOne) {
+  EXPECT_EQ(PORTFOLIO.substr(0, 20), "(define (portfolio)\n");
+  size_t policies = 0;
+  for (size_t at = PORTFOLIO.find("(\"time_birth\""); at != std::string::npos;
+       at = PORTFOLIO.find("(\"time_birth\"", at + 1)) {
+    policies++;
+  }
+  EXPECT_EQ(policies, 30u);
 }
 
 TEST(SelfTestDeathTest, MissingScriptEndsBeforeAnyCheck) {
@@ -54,13 +68,27 @@ TEST(SelfTestDeathTest, FaultyModelEndsBeforeAnyCheck) {
   EXPECT_EQ(o.err, position("source.bin", 1, 7) + "Type must be t_date or t_span\n");
 }
 
-// A model without `age` passes the checks and fails in the translation.
+// The model's calendar alone, without `age`, passes the checks and fails in
+// the translation.
 TEST(SelfTestDeathTest, UndefinedNameEndsInTheTranslation) {
-  Outcome o = SelfTestDir("(window)", PORTFOLIO, RUN).run();
+  Outcome o = SelfTestDir(MODEL.substr(0, MODEL.find("(cdef")), PORTFOLIO, RUN).run();
   EXPECT_EQ(o.status, 1);
   EXPECT_NE(o.out.find("   25 equal("), std::string::npos);
   EXPECT_EQ(o.out.substr(o.out.size() - 4), "age\n");
   EXPECT_EQ(o.err, position("(from string)", 1, 7) + "Unknown C variable\n");
+}
+
+// A check that does not hold stops the run right after its own line; the
+// count goes on from the checks before it.
+TEST(SelfTestDeathTest, FailedCheckStopsAtItsLine) {
+  Outcome o = run_fatal([] {
+    checkAssertion("first", 1);
+    checkAssertion("second", 0);
+    checkAssertion("third", 1);
+  });
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "    1 first\n    2 second\n\nTest failed\n");
+  EXPECT_EQ(o.err, "");
 }
 
 }  // namespace
