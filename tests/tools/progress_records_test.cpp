@@ -68,7 +68,8 @@ TEST(ProgressRecordsTest, StagesAndFractionOfTheWholeRun) {
     double fraction;
   } cases[] = {
       {-1.0, 0, Stage::starting, 0.0},  {0.0, 0, Stage::writing, 0.0},
-      {0.66, 0, Stage::writing, 0.33},  {1.0, 0, Stage::compiling, 0.5},
+      {0.33, 0, Stage::writing, 0.25},  {0.66, 0, Stage::writing, 0.5},
+      {0.9, 0, Stage::writing, 0.5},  {1.0, 0, Stage::compiling, 0.5},
       {2.0, 0, Stage::running, 0.6},    {2.0, 720, Stage::running, 0.8},
       {2.0, 1440, Stage::running, 1.0},
   };
@@ -81,7 +82,7 @@ TEST(ProgressRecordsTest, StagesAndFractionOfTheWholeRun) {
 
 TEST(ProgressRecordsTest, ProgressLine) {
   EXPECT_EQ(progress_line(-1.0, 0, 10), "[..........]   0% starting talvon");
-  EXPECT_EQ(progress_line(0.5, 0, 10), "[###.......]  25% writing the program");
+  EXPECT_EQ(progress_line(0.33, 0, 10), "[###.......]  25% writing the program");
   EXPECT_EQ(progress_line(1.0, 0, 10), "[#####.....]  50% compiling");
   EXPECT_EQ(progress_line(2.0, 720, 10), "[########..]  80% running: month 720 of 1440");
   EXPECT_EQ(progress_line(2.0, 1440, 4), "[####] 100% running: month 1440 of 1440");

@@ -1,5 +1,6 @@
 #include "tools/run/progress_records.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +10,9 @@
 
 static constexpr int32_t PROGRESS_TAG = 1;
 static constexpr int32_t END_TAG = 3;
+// Where the progress values stop while the program is written: the last
+// policy record of the month loop.
+static constexpr double WRITING_END = 0.66;
 
 void start_progress_stream(ProgressStream& stream) {
   stream.pending.clear();
@@ -50,7 +54,7 @@ double run_fraction(double value, int months) {
     case Stage::starting:
       return 0.0;
     case Stage::writing:
-      return 0.5 * value;
+      return 0.5 * std::min(value / WRITING_END, 1.0);
     case Stage::compiling:
       return 0.5;
     case Stage::running:

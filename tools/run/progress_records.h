@@ -23,8 +23,9 @@ enum class Stage { starting, writing, compiling, running };
 
 Stage progress_stage(double value);
 
-// The whole run as a fraction from 0 to 1: writing takes the first half,
-// compiling a tenth, running (by the months received) the rest.
+// The whole run as a fraction from 0 to 1: writing (x up to 0.66) takes
+// the first half, compiling a tenth, running (by the months received) the
+// rest.
 double run_fraction(double value, int months);
 
 // One line of the progress display, without line end: a bar of `width`
