@@ -4,9 +4,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
-#include "core/reader.h"
-#include "platform/crt_rand.h"
+#include "tools/run/scramble.h"
 
 static int fail(const char* what, const char* path) {
   fprintf(stderr, "talvon-scramble: %s %s: %s\n", what, path, strerror(errno));
@@ -23,12 +23,15 @@ int main(int argc, char** argv) {
   const char* name = argc == 4 ? argv[3] : out_path;
   FILE* in = fopen(in_path, "rb");
   if (in == nullptr) return fail("cannot open", in_path);
-  FILE* out = fopen(out_path, "wb");
-  if (out == nullptr) return fail("cannot create", out_path);
-  crt_srand(scramble_seed(name));
-  for (int c = getc(in); c != EOF; c = getc(in)) putc((crt_rand() ^ c) & 255, out);
+  std::string bytes;
+  char buffer[65536];
+  for (size_t n; (n = fread(buffer, 1, sizeof buffer, in)) > 0;) bytes.append(buffer, n);
   if (ferror(in)) return fail("cannot read", in_path);
   fclose(in);
+  FILE* out = fopen(out_path, "wb");
+  if (out == nullptr) return fail("cannot create", out_path);
+  std::string text = scrambled(bytes, name);
+  fwrite(text.data(), 1, text.size(), out);
   if (fclose(out) != 0) return fail("cannot write", out_path);
   return 0;
 }

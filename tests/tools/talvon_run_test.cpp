@@ -1,0 +1,308 @@
+// talvon-run end to end: the real executable, the real talvon, tcc and
+// FIFOs. Every run makes its run directory under a TMPDIR of the test's
+// own, which must be empty again afterwards, with no process left in it.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <thread>
+
+#include "support/process.h"
+
+namespace {
+
+const std::string MODEL = TALVON_SOURCE_DIR "/models/pension/model.tal";
+const std::string EXAMPLE = TALVON_SOURCE_DIR "/models/example/portfolio.tal";
+const std::string FAILED = "talvon-run: talvon ended the run with an error (exit status 1)\n";
+
+std::vector<std::string> command(const std::string& tmpdir, const std::vector<std::string>& args,
+                                  const std::string& exe = TALVON_RUN_EXE) {
+  std::vector<std::string> argv = {"/usr/bin/env", "TMPDIR=" + tmpdir, exe};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return argv;
+}
+
+std::vector<std::string> entries(const std::string& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+    names.push_back(entry.path().filename().string());
+  }
+  return names;
+}
+
+// Processes whose working directory or command line lies under `path`.
+std::vector<std::string> processes_under(const std::string& path) {
+  std::vector<std::string> found;
+  DIR* proc = opendir("/proc");
+  while (dirent* entry = readdir(proc)) {
+    std::string pid = entry->d_name;
+    if (pid.find_first_not_of("0123456789") != std::string::npos) continue;
+    std::string cwd(4096, '\0');
+    ssize_t n = readlink(("/proc/" + pid + "/cwd").c_str(), cwd.data(), cwd.size());
+    cwd.resize(n > 0 ? static_cast<size_t>(n) : 0);
+    std::string cmdline = read_file("/proc/" + pid + "/cmdline");
+    if (cwd.rfind(path, 0) == 0 || cmdline.find(path) != std::string::npos) {
+      found.push_back(pid + " " + cwd);
+    }
+  }
+  closedir(proc);
+  return found;
+}
+
+// The run left nothing behind: no run directory, FIFO or process.
+void expect_clean(const std::string& tmpdir) {
+  EXPECT_EQ(entries(tmpdir), std::vector<std::string>{});
+  EXPECT_EQ(processes_under(tmpdir), std::vector<std::string>{});
+}
+
+std::vector<std::vector<std::string>> csv_rows(const std::string& path) {
+  std::vector<std::vector<std::string>> rows;
+  std::istringstream lines(read_file(path));
+  for (std::string line; std::getline(lines, line);) {
+    std::vector<std::string> fields;
+    std::istringstream cells(line);
+    for (std::string cell; std::getline(cells, cell, ',');) fields.push_back(cell);
+    rows.push_back(fields);
+  }
+  return rows;
+}
+
+// Checks the result files of a valuation and gives the number of pairs.
+size_t expect_result_files(const std::string& out) {
+  auto reserves = csv_rows(out + "/reserves.csv");
+  auto cashflows = csv_rows(out + "/cashflows.csv");
+  EXPECT_GE(reserves.size(), 2u);
+  if (reserves.empty() || cashflows.empty()) return 0;
+  EXPECT_EQ(reserves[0], (std::vector<std::string>{"from", "to", "value"}));
+  EXPECT_EQ(cashflows[0], (std::vector<std::string>{"month", "from", "to", "value"}));
+  size_t pairs = reserves.size() - 1;
+  EXPECT_EQ(cashflows.size(), 1 + 1440 * pairs);
+  for (size_t i = 1; i < reserves.size(); i++) {
+    EXPECT_EQ(reserves[i].size(), 3u);
+    EXPECT_TRUE(std::isfinite(std::stod(reserves[i][2]))) << reserves[i][2];
+  }
+  std::map<std::string, int> months;
+  for (size_t i = 1; i < cashflows.size(); i++) {
+    if (cashflows[i].size() != 4) {
+      ADD_FAILURE() << "row " << i << " has " << cashflows[i].size() << " fields";
+      return pairs;
+    }
+    std::string key = cashflows[i][1] + ">" + cashflows[i][2];
+    EXPECT_EQ(std::stoi(cashflows[i][0]), months[key]++);
+  }
+  EXPECT_EQ(months.size(), pairs);
+  for (const auto& [key, count] : months) EXPECT_EQ(count, 1440) << key;
+  std::string svg = read_file(out + "/cashflows.svg");
+  EXPECT_EQ(svg.rfind("<svg xmlns=\"http://www.w3.org/2000/svg\"", 0), 0u);
+  EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
+  return pairs;
+}
+
+TEST(TalvonRunTest, ValuesTheExamplePortfolio) {
+  TempDir tmp, out;
+  Outcome o = run_program(command(tmp.path, {"-o", out.path, MODEL, EXAMPLE}));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.err, "");
+  EXPECT_EQ(o.out.rfind("from  to  flow                reserve\n   1   2  Premiums  ", 0), 0u) << o.out;
+  for (const char* label : {"  Benefits  ", "  Family benefits  ", "  Surrender  ", "  Expenses  "}) {
+    EXPECT_NE(o.out.find(label), std::string::npos) << label;
+  }
+  EXPECT_NE(o.out.find("Chart:              " + out.path + "/cashflows.svg\n"), std::string::npos);
+  EXPECT_EQ(expect_result_files(out.path), 6u);
+  expect_clean(tmp.path);
+}
+
+// The socket variant delivers the same records.
+TEST(TalvonRunTest, SocketGivesTheSameResults) {
+  TempDir tmp, pipe_out, socket_out;
+  ASSERT_EQ(run_program(command(tmp.path, {"-o", pipe_out.path, MODEL, EXAMPLE})).status, 0);
+  Outcome o = run_program(command(tmp.path, {"--socket", "-o", socket_out.path, MODEL, EXAMPLE}));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(expect_result_files(socket_out.path), 6u);
+  EXPECT_EQ(read_file(socket_out.path + "/cashflows.csv"), read_file(pipe_out.path + "/cashflows.csv"));
+  EXPECT_EQ(read_file(socket_out.path + "/reserves.csv"), read_file(pipe_out.path + "/reserves.csv"));
+  expect_clean(tmp.path);
+}
+
+TEST(TalvonRunTest, RunScriptAndDefaultOutputFolder) {
+  TempDir tmp, cwd;
+  write_file(cwd.file("run.tal"), "; the example's own run script\n(define (task) (cashflow (portfolio)))\n");
+  Outcome o = run_program(command(tmp.path, {"-q", MODEL, EXAMPLE, "run.tal"}), "", cwd.path);
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(expect_result_files(cwd.file("talvon-out")), 6u);
+  expect_clean(tmp.path);
+}
+
+// A generate task finds the tables through conf/, and what it writes comes
+// out in the output folder.
+TEST(TalvonRunTest, GenerateTaskKeepsItsFiles) {
+  TempDir tmp, out;
+  write_file(out.file("gen.tal"), "(define (task) (generate 3 \"a.pf\" \"b.pf\"))\n");
+  Outcome o = run_program(command(tmp.path, {"-o", out.file("pf"), MODEL, EXAMPLE, out.file("gen.tal")}));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out, "talvon wrote 2 files into " + out.file("pf") + "\n");
+  EXPECT_EQ(o.err, "Generate 3 products\nGenerate 3 products\n");
+  EXPECT_NE(read_file(out.file("pf/b.pf")).find("(\"dfsa_yield\" (parseEvalBig"), std::string::npos);
+  // The written portfolio values in its turn.
+  o = run_program(command(tmp.path, {"-o", out.file("values"), MODEL, out.file("pf/b.pf")}));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_GE(expect_result_files(out.file("values")), 2u);
+  expect_clean(tmp.path);
+}
+
+TEST(TalvonRunDeathTest, MalformedScriptShowsTalvonsMessage) {
+  TempDir tmp, out;
+  write_file(out.file("broken.tal"), "(define (portfolio)\n  (assoc (\"x\" 1)\n");
+  Outcome o = run_program(command(tmp.path, {"-o", out.file("r"), MODEL, out.file("broken.tal")}));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err, position("broken.tal", 2, 4) + "end of file in list\n" + FAILED);
+  EXPECT_FALSE(std::filesystem::exists(out.file("r")));
+  expect_clean(tmp.path);
+}
+
+TEST(TalvonRunDeathTest, FaultInTheModelNamesTheModelFile) {
+  TempDir tmp, out;
+  write_file(out.file("model.tal"), read_file(MODEL) + "\n(define (x) \"unterminated)\n");
+  Outcome o = run_program(command(tmp.path, {"-o", out.file("r"), out.file("model.tal"), EXAMPLE}));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err.substr(0, 14), "File model.tal");
+  EXPECT_NE(o.err.find("\nend of file in string\n" + FAILED), std::string::npos) << o.err;
+  expect_clean(tmp.path);
+}
+
+TEST(TalvonRunDeathTest, UnknownProductShowsTalvonsMessage) {
+  TempDir tmp, out;
+  std::string portfolio = read_file(EXAMPLE);
+  size_t at = portfolio.find("i01_016");
+  ASSERT_NE(at, std::string::npos);
+  portfolio.replace(at, 7, "x99_999");
+  write_file(out.file("unknown.tal"), portfolio);
+  Outcome o = run_program(command(tmp.path, {"-o", out.file("r"), MODEL, out.file("unknown.tal")}));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "");
+  // talvon prints the tuple it could not place, then its own position.
+  std::string position_line = "()\nFile model/product_states.cpp line ";
+  ASSERT_EQ(o.err.substr(0, position_line.size()), position_line) << o.err;
+  std::string rest = o.err.substr(o.err.find(" character "));
+  EXPECT_EQ(rest, " character 0\nCannot find initial state\n" + FAILED);
+  expect_clean(tmp.path);
+}
+
+TEST(TalvonRunDeathTest, BadCommandLines) {
+  TempDir tmp;
+  struct Case {
+    std::vector<std::string> args;
+    std::string err;
+  } cases[] = {
+      {{MODEL, "/nonexistent/p.tal"},
+       "talvon-run: cannot read the portfolio /nonexistent/p.tal: No such file or directory\n"},
+      {{"/nonexistent/m.tal", EXAMPLE},
+       "talvon-run: cannot read the model /nonexistent/m.tal: No such file or directory\n"},
+      {{MODEL, EXAMPLE, "/nonexistent/r.tal"},
+       "talvon-run: cannot read the run script /nonexistent/r.tal: No such file or directory\n"},
+      {{"--frobnicate", MODEL, EXAMPLE},
+       "talvon-run: unknown option --frobnicate (see talvon-run --help)\n"},
+      {{MODEL}, "talvon-run: a model and a portfolio are needed (see talvon-run --help)\n"},
+      {{MODEL, EXAMPLE, "r", "x"}, "talvon-run: too many files: x (see talvon-run --help)\n"},
+      {{MODEL, EXAMPLE, "-o"}, "talvon-run: option -o needs a value (see talvon-run --help)\n"},
+      {{"--conf", "/nonexistent", MODEL, EXAMPLE}, "talvon-run: no table folder /nonexistent\n"},
+  };
+  for (const Case& c : cases) {
+    Outcome o = run_program(command(tmp.path, c.args));
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.out, "");
+    EXPECT_EQ(o.err, c.err);
+  }
+  expect_clean(tmp.path);
+}
+
+TEST(TalvonRunTest, Help) {
+  TempDir tmp;
+  Outcome o = run_program(command(tmp.path, {"--help"}));
+  EXPECT_EQ(o.status, 0);
+  EXPECT_EQ(o.out.rfind("Usage: talvon-run [options] MODEL PORTFOLIO [RUN]\n", 0), 0u);
+  EXPECT_NE(o.out.find("--socket"), std::string::npos);
+  EXPECT_EQ(o.err, "");
+}
+
+// A portfolio of many policies, so that talvon is surely still at work
+// when the interrupt comes.
+std::string large_portfolio(const TempDir& tmp, const TempDir& out) {
+  write_file(out.file("gen.tal"), "(define (task) (generate 1000 \"a.pf\" \"big.pf\"))\n");
+  Outcome o = run_program(command(tmp.path, {"-o", out.path, MODEL, EXAMPLE, out.file("gen.tal")}));
+  EXPECT_EQ(o.status, 0) << o.err;
+  return out.file("big.pf");
+}
+
+// The path of the calculation program once talvon writes it, or "".
+std::string program_being_written(const std::string& tmpdir) {
+  for (const std::string& name : entries(tmpdir)) {
+    std::string tx = tmpdir + "/" + name + "/bin/tx";
+    if (access(tx.c_str(), F_OK) == 0) return tx;
+  }
+  return "";
+}
+
+TEST(TalvonRunTest, InterruptEndsTalvonAndCleansUp) {
+  TempDir tmp, out;
+  std::string portfolio = large_portfolio(tmp, out);
+  ASSERT_EQ(entries(tmp.path), std::vector<std::string>{});
+  std::vector<std::string> argv = command(tmp.path, {"-o", out.file("r"), MODEL, portfolio});
+  std::string err_path = out.file("err");
+  fflush(stdout);
+  fflush(stderr);
+  pid_t pid = fork();
+  if (pid == 0) {
+    int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(err, 2);
+    std::vector<char*> args;
+    for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+    args.push_back(nullptr);
+    execv(args[0], args.data());
+    _exit(127);
+  }
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  while (program_being_written(tmp.path).empty() && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  EXPECT_FALSE(processes_under(tmp.path).empty());
+  kill(pid, SIGINT);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_EQ(read_file(err_path), "talvon-run: interrupted\n");
+  EXPECT_FALSE(std::filesystem::exists(out.file("r")));
+  expect_clean(tmp.path);
+}
+
+// An install tree holds everything talvon-run needs beside it.
+TEST(TalvonRunTest, WorksFromAnInstallTree) {
+  TempDir tmp, prefix, out;
+  std::string build = std::filesystem::path(TALVON_RUN_EXE).parent_path().string();
+  Outcome install = run_program({"/usr/bin/env", "cmake", "--install", build, "--prefix", prefix.path});
+  ASSERT_EQ(install.status, 0) << install.err;
+  for (const char* file : {"bin/talvon", "bin/talvon-run", "bin/talvon-scramble", "share/talvon/include/windows.h",
+                           "share/talvon/models/pension/model.tal", "share/talvon/models/example/portfolio.tal",
+                           "share/talvon/models/conf/dfsa_yield.txt"}) {
+    EXPECT_TRUE(std::filesystem::exists(prefix.file(file))) << file;
+  }
+  std::string share = prefix.file("share/talvon/models");
+  Outcome o = run_program(command(tmp.path, {"-o", out.path, share + "/pension/model.tal", share + "/example/portfolio.tal"},
+                                  prefix.file("bin/talvon-run")));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(expect_result_files(out.path), 6u);
+  expect_clean(tmp.path);
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+#include "tools/run/run_dir.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "driver/diagnostics.h"
+#include "tools/run/result_files.h"
+#include "tools/run/scramble.h"
+
+std::string temp_parent() {
+  const char* tmpdir = getenv("TMPDIR");
+  if (tmpdir == nullptr || *tmpdir == '\0') return "/tmp";
+  return tmpdir;
+}
+
+static void make(const std::string& path, int (*maker)(const char*, mode_t)) {
+  if (maker(path.c_str(), 0700) != 0) pdie(("talvon-run: " + path).c_str());
+}
+
+RunDir make_run_dir(bool socket) {
+  std::string pattern = temp_parent() + "/talvon-run-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) pdie(("talvon-run: mkdtemp " + pattern).c_str());
+  RunDir dir;
+  dir.root = pattern;
+  dir.work = dir.root + "/work";
+  dir.progress_fifo = dir.root + "/progress";
+  dir.result_fifo = socket ? "" : dir.root + "/result";
+  make(dir.work, mkdir);
+  make(dir.root + "/bin", mkdir);
+  make(dir.progress_fifo, mkfifo);
+  if (!socket) make(dir.result_fifo, mkfifo);
+  return dir;
+}
+
+static std::string base_name(const std::string& path) {
+  size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+ScriptNames script_names(const std::string& model, const std::string& portfolio,
+                         const std::string& run) {
+  ScriptNames names{base_name(model), base_name(portfolio), run.empty() ? "run.tal" : base_name(run)};
+  auto usable = [](const std::string& name) {
+    return !name.empty() && name != "." && name != ".." && name != "conf";
+  };
+  if (!usable(names.model)) names.model = "model.tal";
+  if (!usable(names.portfolio) || names.portfolio == names.model) {
+    names.portfolio = "portfolio-" + names.portfolio;
+  }
+  if (!usable(names.run) || names.run == names.model || names.run == names.portfolio) {
+    names.run = "run-" + names.run;
+  }
+  return names;
+}
+
+std::string read_script(const std::string& path, const char* what) {
+  FILE* file = fopen(path.c_str(), "rb");
+  std::string text;
+  if (file != nullptr) {
+    char buffer[65536];
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, file)) > 0;) text.append(buffer, n);
+    bool failed = ferror(file) != 0;
+    fclose(file);
+    if (!failed) return text;
+    errno = EIO;
+  }
+  std::string message = std::string("talvon-run: cannot read the ") + what + " " + path + ": " + strerror(errno);
+  die(message.c_str());
+}
+
+void write_scrambled_script(const RunDir& dir, const std::string& name, const std::string& text) {
+  write_text_file(dir.work + "/" + name, scrambled(text, name.c_str()));
+}
+
+void link_conf(const RunDir& dir, const std::string& conf) {
+  std::error_code error;
+  std::string target = std::filesystem::absolute(conf, error).string();
+  if (error || symlink(target.c_str(), (dir.work + "/conf").c_str()) != 0) {
+    pdie(("talvon-run: conf link to " + conf).c_str());
+  }
+}
+
+void remove_tree(const std::string& path) {
+  if (path.empty()) return;
+  std::error_code ignored;
+  std::filesystem::remove_all(path, ignored);
+}
