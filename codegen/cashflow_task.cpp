@@ -299,6 +299,27 @@ static void removeFile(const char* path) {
   if (remove(path) != 0) pdie("remove()");
 }
 
+// A run that ends early (a fatal error on the way, or the front end gone
+// from the progress pipe) must not leave the program's files behind in
+// compact mode. Every end goes through exit(), so they are removed there.
+static int filesPending = FALSE;
+
+static void removePendingFiles() {
+  if (!filesPending) return;
+  filesPending = FALSE;
+  int saved = errno;
+  remove(PROGRAM_SOURCE);
+  remove(PROGRAM);
+  errno = saved;
+}
+
+static void removeFilesOnExit() {
+  static int registered = FALSE;
+  if (!registered && atexit(removePendingFiles) != 0) die("atexit() failed");
+  registered = TRUE;
+  filesPending = compactMode;
+}
+
 void compileProgram() {
   // A stale program must not stand in for one that fails to compile.
   if (remove(PROGRAM) != 0 && errno != ENOENT) pdie("remove()");
@@ -311,16 +332,24 @@ void compileProgram() {
 }
 
 void runProgram() {
-  if (!run_child({PROGRAM}, CALCULATION_STACK_BYTES).started) {
-    system_error_exit("tmp: CreateProcess failed");
-  }
+  ChildExit ended = run_child({PROGRAM}, CALCULATION_STACK_BYTES);
+  if (!ended.started) system_error_exit("tmp: CreateProcess failed");
   if (compactMode) removeFile(PROGRAM);
+  // Its exit status is not examined: the program reports its own faults.
+  // A program killed from outside reported nothing, and the front end has
+  // only part of the results.
+  if (ended.signal != 0) {
+    char message[64];
+    snprintf(message, sizeof message, "tmp: killed by signal %d", ended.signal);
+    die(message);
+  }
 }
 
 void runCashflowTask(const Cell* portfolio, const Cell* cdefs, const Cell* defs,
                      const Cell* products, const Cell* states, const char* connection) {
   const Cell* value = zeroSurrenderIntensity(eval(portfolio, defs, nil()));
   FILE* file = open_file("fopen(tx)", PROGRAM_SOURCE, "w");
+  removeFilesOnExit();
   setOutputFile(file);
   emitCalculationProgram(value, cdefs, defs, products, states, connection);
   setOutputFile(stdout);
@@ -329,4 +358,5 @@ void runCashflowTask(const Cell* portfolio, const Cell* cdefs, const Cell* defs,
   compileProgram();
   send_progress(2.0);
   runProgram();
+  filesPending = FALSE;
 }

@@ -42,7 +42,22 @@ struct Cell {
 constexpr int TRUE = 1;
 constexpr int FALSE = 0;
 
+#ifdef __cpp_lib_source_location
 using Here = std::source_location;
+#else
+// Compilers without std::source_location (clang 14, which builds the fuzz
+// targets) still have the builtins it rests on.
+struct Here {
+  static constexpr Here current(const char* file = __builtin_FILE(),
+                                unsigned line = __builtin_LINE()) {
+    return Here{file, line};
+  }
+  constexpr const char* file_name() const { return file; }
+  constexpr unsigned line() const { return number; }
+  const char* file;
+  unsigned number;
+};
+#endif
 
 // Constructors. `_source` takes an explicit position, `_at` copies the
 // position of `where`, and the plain forms record the calling place in

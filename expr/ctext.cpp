@@ -1,5 +1,7 @@
 #include "expr/ctext.h"
 
+#include <cmath>
+
 #include "core/list.h"
 #include "core/printer.h"
 #include "driver/diagnostics.h"
@@ -38,6 +40,13 @@ const Cell* cvarToCtext(const Cell* name, const Cell* cdefs, const Cell* defs,
   return cons(name, accumulator);
 }
 
+// A constant whose text starts with a minus sign (-0.0 included, which
+// flattens to -0.000000).
+static int flattensNegative(const Cell* text) {
+  if (is_integer(text) || is_date(text) || is_span(text)) return text->whole < 0;
+  return is_real(text) && std::signbit(text->real);
+}
+
 const Cell* operationToCtext(const Cell* term, const Cell* cdefs, const Cell* defs,
                              const Cell* environment, const Cell* accumulator,
                              const char* opening, const char* separator, const char* closing) {
@@ -47,8 +56,13 @@ const Cell* operationToCtext(const Cell* term, const Cell* cdefs, const Cell* de
   }
   const Cell* result = ctermListToCtext(term->pair.tail, cdefs, defs, environment, accumulator);
   const Cell* texts = result->pair.head;
+  const Cell* right = second(texts);
+  // After a minus, a negative constant would read as C's decrement (x--3).
+  if (separator[0] == '-' && flattensNegative(right)) {
+    right = list3(symbol_at("(", term), right, symbol_at(")", term));
+  }
   const Cell* text = list5(symbol_at(opening, term), first(texts), symbol_at(separator, term),
-                           second(texts), symbol_at(closing, term));
+                           right, symbol_at(closing, term));
   return cons(text, result->pair.tail);
 }
 

@@ -103,6 +103,14 @@ const struct {
     {"(v_real 3)", "3"},
     {"(v_real (twice 0.25))", "0.500000"},
     {"(v_real (c (* 2 0.5)))", "(2*0.500000)"},
+    // A negative constant after a minus keeps C from reading a decrement.
+    {"(- x -3)", "(x-(-3))"},
+    {"(- x -0.0)", "(x-(-0.000000))"},
+    {"(- x (v_real -0.25))", "(x-(-0.250000))"},
+    {"(- x (v_span (span -1 0)))", "(x-(-12))"},
+    {"(- -3 x)", "(-3-x)"},
+    {"(+ x -3)", "(x+-3)"},
+    {"(* x -3)", "(x*-3)"},
 };
 
 // None of these needs a variable that is not in the accumulator already.
