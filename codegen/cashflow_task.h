@@ -43,6 +43,5 @@ std::string compilerPath();
 void compileProgram();
 
 // Runs ../bin/tmp with a large stack and waits; removes it in compact mode.
-// A program killed by a signal ends the run: the front end has only part
-// of its results.
+// Its exit status is not examined.
 void runProgram();

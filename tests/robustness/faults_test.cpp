@@ -161,18 +161,18 @@ TEST(FaultsDeathTest, CompilerLeavesAProgramThatCannotStart) {
   EXPECT_TRUE(run.files("bin").empty());
 }
 
-TEST(FaultsDeathTest, ProgramKilledMidStream) {
+TEST(FaultsTest, ProgramKilledMidStream) {
   RunDir run;
   FifoReader progress(run.dir.file("progress"));
   FifoReader results(run.dir.file("results"));
   run.bundleCompiler(compilerMaking("printf 'part of a record' > " + results.path + "\nkill -KILL $$\n"));
   Outcome o = run.server(progress.path, results.path);
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.out, "");
-  EXPECT_EQ(o.err, "tmp: killed by signal 9\n");
+  // The program's exit status is not examined: the front end learns of the
+  // failure from a stream shorter than a whole one.
+  EXPECT_EQ(o.status, 0);
+  EXPECT_EQ(o.out + o.err, "");
   EXPECT_EQ(results.finish(), "part of a record");
-  // The front end learns of the failure from the end record.
-  EXPECT_EQ(decode_progress(progress.finish()), "P0 P0.16 P0.66 P1 P2 E ");
+  EXPECT_EQ(decode_progress(progress.finish()), "P0 P0.16 P0.66 P1 P2 ");
   EXPECT_TRUE(run.files("bin").empty());
   EXPECT_EQ(run.processesInside(), 0);
 }
