@@ -92,7 +92,7 @@ ChildExit run_child(const std::vector<std::string>& argv, size_t stack_bytes) {
     close(report[0]);
     close(report[1]);
     errno = error;
-    return {false, error, 0, 0};
+    return {false, error, 0};
   }
   if (pid == 0) start_child(args.data(), stack_bytes, report[1], open_max);
 
@@ -105,7 +105,7 @@ ChildExit run_child(const std::vector<std::string>& argv, size_t stack_bytes) {
   }
   if (error != 0) {
     errno = error;
-    return {false, error, 0, 0};
+    return {false, error, 0};
   }
-  return {true, 0, decode_status(status), WIFSIGNALED(status) ? WTERMSIG(status) : 0};
+  return {true, 0, decode_status(status)};
 }

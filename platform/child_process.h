@@ -14,7 +14,6 @@ struct ChildExit {
   bool started;  // false: the program could not be started at all
   int error;     // why it could not be started (an errno value), else 0
   int status;    // exit status, or 128 + signal number; 0 when not started
-  int signal;    // the signal that ended it, else 0
 };
 
 // Runs argv[0] (found on PATH when it has no slash) with the arguments
