@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -251,6 +252,32 @@ std::string program_being_written(const std::string& tmpdir) {
     if (access(tx.c_str(), F_OK) == 0) return tx;
   }
   return "";
+}
+
+// A calculation program killed after its first record: talvon does not
+// examine its exit status, so talvon-run learns of the failure from the
+// short stream and reports a failed run, never a result. The compiler on
+// PATH makes such a program, sending to the FIFO named in the program text.
+TEST(TalvonRunDeathTest, ProgramKilledMidStreamIsAFailedRun) {
+  TempDir tmp, out, tools;
+  write_file(tools.file("tcc"),
+             "#!/bin/sh\n"
+             "fifo=$(grep -o '\"[^\"]*/result\"' ../bin/tx | tr -d '\"')\n"
+             "cat > ../bin/tmp <<EOF\n"
+             "#!/bin/sh\n"
+             "printf '\\001\\0\\0\\0\\001\\0\\0\\0\\002\\0\\0\\0\\0\\0\\0\\0\\0\\0\\360\\077' > $fifo\n"
+             "kill -KILL \\$\\$\n"
+             "EOF\n"
+             "chmod 700 ../bin/tmp\n");
+  chmod(tools.file("tcc").c_str(), 0700);
+  std::vector<std::string> argv = command(tmp.path, {"-q", "-o", out.path, MODEL, EXAMPLE});
+  argv.insert(argv.begin() + 1, "PATH=" + tools.path + ":" + getenv("PATH"));
+  Outcome o = run_program(argv);
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.err, "talvon-run: the result stream ends after 1 of 1440 months of accounts 1 -> 2: the run failed\n");
+  EXPECT_EQ(entries(out.path), std::vector<std::string>{});
+  expect_clean(tmp.path);
 }
 
 TEST(TalvonRunTest, InterruptEndsTalvonAndCleansUp) {
