@@ -89,32 +89,6 @@ TEST(StateMovesTest, TwoStatesAssignStayAndDeathAndMoveFromAliveOnly) {
                     "probTransfer+=prob_product_5_fp_state_0;"}));
 }
 
-TEST(StateMovesTest, OutgoingIntensitiesAreSubtractedNewestFirst) {
-  Model m = runPasses({
-      "(split (x) all (alive disabled dead) (init x) (intensity alive dead (* 0.01 1.0))"
-      " (intensity alive disabled (* 0.02 1.0)) (intensity disabled dead (* 0.03 1.0)))",
-      "(product_definition (p) (= 0 0) (while disabled 1.0))",
-  });
-  EXPECT_EQ(emitted(false, [&] { emitAssignments(0, assignmentsOf(m, "p")); }),
-            "prob_alive_to_dead=\n  (0.010000*1.000000);\n"
-            "prob_alive_to_disabled=\n  (0.020000*1.000000);\n"
-            "prob_disabled_to_dead=\n  (0.030000*1.000000);\n"
-            "prob_alive_to_alive=\n  1-prob_alive_to_disabled-prob_alive_to_dead;\n"
-            "prob_disabled_to_disabled=\n  1-prob_disabled_to_dead;\n"
-            "prob_dead_to_dead=\n  1;\n");
-}
-
-TEST(StateMovesTest, NestedSplitAssignsTheOuterSplitFirst) {
-  Model m = runPasses(NESTED);
-  EXPECT_EQ(emitted(false, [&] { emitAssignments(2, assignmentsOf(m, "p")); }),
-            "  prob_alive_to_dead=\n    (0.010000*2.000000);\n"
-            "  prob_alive_to_alive=\n    1-prob_alive_to_dead;\n"
-            "  prob_dead_to_dead=\n    1;\n"
-            "  prob_active_to_disabled=\n    (0.100000*0.500000);\n"
-            "  prob_active_to_active=\n    1-prob_active_to_disabled;\n"
-            "  prob_disabled_to_disabled=\n    1;\n");
-}
-
 TEST(StateMovesTest, PayingTransitionAddsTheMovedProbability) {
   Model m = runPasses(NESTED);
   EXPECT_EQ(movesOf(m, "q", 0, Side::freePolicy),
@@ -125,18 +99,6 @@ TEST(StateMovesTest, PayingTransitionAddsTheMovedProbability) {
                     "prob_product_0_fp_state_0-=prob;", "prob_product_0_fp_state_2+=prob;",
                     "prob=(prob_alive_to_dead*prob_fp_1);", "prob_product_0_fp_state_1-=prob;",
                     "prob_product_0_fp_state_2+=prob;"}));
-}
-
-TEST(StateMovesTest, WeightsGiveTheRemainderToTheFirstChildWithoutClause) {
-  Model m = runPasses(WEIGHTED);
-  // A constant weight enters the product as a number, any other as its name.
-  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
-            lines4({"// Move pp probabiliites", "probTransfer=0;",
-                    "prob=((prob_out_to_in*0.300000)*prob_0);", "prob_product_0_state_0-=prob;",
-                    "prob_product_0_state_1+=prob;", "prob=((prob_out_to_in*weight_b)*prob_0);",
-                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
-                    "prob=((prob_out_to_in*weight_c)*prob_0);", "prob_product_0_state_0-=prob;",
-                    "prob_product_0_state_3+=prob;", "probTransfer+=prob_product_0_state_1;"}));
 }
 
 TEST(StateMovesTest, IntegerWeightsFoldAndDropTheMovesTheyForbid) {
