@@ -64,10 +64,6 @@ class Emitter : public ::testing::Test {
 
 using EmitterDeathTest = Emitter;
 
-TEST_F(Emitter, CompactModeIsOnAtStart) {
-  EXPECT_EQ(saved_mode, 1);
-}
-
 TEST_F(Emitter, FlattensEachKindOfCell) {
   struct Case {
     const char* what;
@@ -75,14 +71,11 @@ TEST_F(Emitter, FlattensEachKindOfCell) {
     const char* text;
   } cases[] = {
       {"nil", Nil(), ""},
-      {"list of nils", list3(Nil(), Nil(), Nil()), ""},
       {"symbol", Sym("prob_"), "prob_"},
       {"string without quotes", Str("a \"b\" %d"), "a \"b\" %d"},
       {"integer", Int(-42), "-42"},
       {"smallest integer", Int(INT32_MIN), "-2147483648"},
       {"real 1.5", Real(1.5), "1.500000"},
-      {"real 0.1", Real(0.1), "0.100000"},
-      {"tiny real", Real(0.0000001), "0.000000"},
       {"just below half a millionth", Real(0.00000049), "0.000000"},
       {"negative real", Real(-2.25), "-2.250000"},
       {"date as its month count", date_source(12 * 2019 + 10, 1, 1, "e.tal"), "24238"},
@@ -90,8 +83,6 @@ TEST_F(Emitter, FlattensEachKindOfCell) {
       {"list", list3(Sym("a"), Int(1), Str("b")), "a1b"},
       {"nested list", list3(Sym("x"), list2(Sym("y"), list1(Int(2))), Sym("z")), "xy2z"},
       {"improper list", cons(Sym("a"), Int(7)), "a7"},
-      {"name", list4(Sym("prob_product_"), Int(12), Sym("_state_"), Int(3)),
-       "prob_product_12_state_3"},
   };
   for (const Case& c : cases) EXPECT_EQ(flattened(c.cell), c.text) << c.what;
 }
@@ -105,31 +96,29 @@ TEST_F(Emitter, FlattensLongListsWithoutDeepRecursion) {
   EXPECT_EQ(text.substr(0, 4), "baba");
 }
 
-TEST_F(Emitter, FlattenFillsTheSpaceExactly) {
-  EXPECT_EQ(flattened(Sym("abcd"), 5), "abcd");
-  EXPECT_EQ(flattened(list2(Sym("ab"), Sym("cd")), 5), "abcd");
-  EXPECT_EQ(flattened(Nil(), 0), "");
-}
-
-TEST_F(EmitterDeathTest, FlattenOverflow) {
+// The space counts the terminator: a text fills it exactly or overflows.
+TEST_F(EmitterDeathTest, FlattenFillsTheSpaceExactlyOrOverflows) {
   struct Case {
-    const char* what;
     const Cell* cell;
     int space;
+    const char* text;  // nullptr: overflow
   } cases[] = {
-      {"one past", Sym("abcde"), 5},
-      {"second atom", list2(Sym("ab"), Sym("cde")), 5},
-      {"real", Real(1.5), 8},
-      {"no space", Str(""), 0},
+      {Sym("abcd"), 5, "abcd"},  {list2(Sym("ab"), Sym("cd")), 5, "abcd"}, {Nil(), 0, ""},
+      {Sym("abcde"), 5, nullptr}, {list2(Sym("ab"), Sym("cde")), 5, nullptr},
+      {Real(1.5), 8, nullptr},   {Str(""), 0, nullptr},
   };
   for (const Case& c : cases) {
+    if (c.text) {
+      EXPECT_EQ(flattened(c.cell, c.space), c.text);
+      continue;
+    }
     Outcome o = run_fatal([&] {
       char buffer[16];
       flattenToBuffer(c.cell, buffer, c.space);
     });
-    EXPECT_EQ(o.status, 1) << c.what;
-    EXPECT_EQ(o.out, "") << c.what;
-    EXPECT_EQ(o.err, "flattenToBuffer overflow\n") << c.what;
+    EXPECT_EQ(o.status, 1) << c.space;
+    EXPECT_EQ(o.out, "") << c.space;
+    EXPECT_EQ(o.err, "flattenToBuffer overflow\n") << c.space;
   }
 }
 
@@ -151,13 +140,6 @@ TEST_F(Emitter, ReadableModeKeepsIndentBlankLinesAndComments) {
             "100%+%d\n");
 }
 
-TEST_F(Emitter, CompactModeDropsIndentAndBlankLines) {
-  compactMode = 1;
-  emitIndent(4);
-  emitBlankLine();
-  EXPECT_EQ(written(), "");
-}
-
 TEST_F(Emitter, CompactLines) {
   compactMode = 1;
   struct Case {
@@ -165,7 +147,6 @@ TEST_F(Emitter, CompactLines) {
     std::string text;
   } cases[] = {
       {"  double e2=e*e;", "double " + Sc("e2") + "=" + Sc("e") + "*" + Sc("e") + "; "},
-      {"  double e2=e*e;// gauss", "double " + Sc("e2") + "=" + Sc("e") + "*" + Sc("e") + "; "},
       {"for(month=0;month<MONTH_LIMIT;month++){",
        "for(" + Sc("month") + "=0;" + Sc("month") + "<1440;" + Sc("month") + "++){ "},
       {"#define MONTH_LIMIT 1440", ""},
@@ -175,15 +156,11 @@ TEST_F(Emitter, CompactLines) {
       {"x=\"//a\"+\"b c\";", Sc("x") + "=\"//a\"+\"b c\"; "},
       {"s=\"open", Sc("s") + "=\"open "},
       {"_x=t;", "_" + Sc("x") + "=K; "},
-      {"t", "K "},
       {"a[12]=3.5e2;", Sc("a") + "[12]=3.5" + Sc("e2") + "; "},
       {"__9x", "__9" + Sc("x") + " "},
       {"    // only a comment", " "},
-      {"// %", " "},
-      {"", " "},
       {"   ", " "},
       {"a  b", Sc("a") + "  " + Sc("b") + " "},
-      {"x=MONTH_LIMIT-1;", Sc("x") + "=1440-1; "},
       {"double M_PI if goto main", "double M_PI if goto main "},
       {"Double ifs", Sc("Double") + " " + Sc("ifs") + " "},
       {" #include <stdio.h>", "#" + Sc("include") + " <" + Sc("stdio") + "." + Sc("h") + "> "},
@@ -195,22 +172,13 @@ TEST_F(Emitter, CompactLines) {
   }
 }
 
-TEST_F(Emitter, ScrambledNamesAreTheSameAtEveryOccurrence) {
-  compactMode = 1;
-  emitLine(0, "reserve=cashflow;");
-  emitLine(8, "cashflow=reserve*yield;");
-  std::string r = Sc("reserve"), c = Sc("cashflow"), y = Sc("yield");
-  EXPECT_EQ(written(), r + "=" + c + "; " + c + "=" + r + "*" + y + "; ");
-  EXPECT_EQ(r.size(), 7u);
-  EXPECT_NE(r, "reserve");
-}
-
 TEST_F(Emitter, CompactProgramIsItsIncludesAndOneLine) {
   compactMode = 1;
   emitLine(0, "#include <stdio.h>");
   emitLine(0, "#include <math.h>");
   emitLine(0, "#define MONTH_LIMIT 1440");
   emitBlankLine();
+  emitIndent(4);
   emitComment(0, Str("Main program"));
   emitLine(0, "int main(){");
   declareDoubleInit(2, Sym("x"), Real(1));
@@ -252,15 +220,11 @@ TEST_F(Emitter, AssignmentsComeOutOldestFirst) {
             "  b=\n    a+1;\n"
             "  same=\n    same;\n"
             "  c=\n    b*2.000000;\n");
-}
-
-TEST_F(Emitter, AssignmentsOfLongAccumulators) {
-  compactMode = 0;
-  const Cell* acc = Nil();
+  // Long accumulators are walked, not recursed over.
+  acc = Nil();
   for (int i = 0; i < 20000; i++) acc = acons(Int(i), Int(i + 1), acc);
   emitAssignments(0, acc);
   std::string text = written();
-  EXPECT_EQ(text.substr(0, 10), "0=\n  1;\n1=");
   EXPECT_EQ(text.substr(text.size() - 16), "19999=\n  20000;\n");
 }
 
@@ -286,10 +250,8 @@ TEST_F(EmitterDeathTest, TemplateArgumentCount) {
     const Cell* arguments;
     const char* message;
   } cases[] = {
-      {"no holes", list1(Sym("a")), "Unused arguments\n"},
       {"%=%;", list3(Sym("a"), Sym("b"), Sym("c")), "Unused arguments\n"},
       {"%=%;", list1(Sym("a")), "Too few arguments\n"},
-      {"double %;", nil(), "Too few arguments\n"},
   };
   for (const Case& c : cases) {
     Outcome o = run_fatal([&] { emitTemplate(2, c.text, c.arguments); });
@@ -311,7 +273,6 @@ TEST_F(EmitterDeathTest, TemplateLineOverflow) {
     const char* message;
   } cases[] = {
       {"literal of 1000", literal, nil(), "LX buffer overflow\n"},
-      {"literal before a hole", literal + "%", list1(Sym("x")), "LX buffer overflow\n"},
       {"rest after a long argument", hole, list1(Str(arg.c_str())), "LX buffer overflow\n"},
       {"argument too long", "x%", list1(Str(literal.c_str())), "flattenToBuffer overflow\n"},
       {"fits", fits, nil(), ""},

@@ -21,16 +21,6 @@
 
 namespace {
 
-
-
-std::string indented(int indent, const std::vector<std::string>& lines) {
-  std::string result;
-  for (const std::string& line : lines) {
-    result += line.empty() ? "\n" : std::string(indent, ' ') + line + "\n";
-  }
-  return result;
-}
-
 const Cell* entry(const char* key, const Cell* value) { return cons(string(key), value); }
 
 const Cell* record(int id, const Cell* name, const Cell* env, const Cell* tuples = nil()) {
@@ -42,7 +32,7 @@ const Cell* record(int id, const Cell* name, const Cell* env, const Cell* tuples
 
 const Cell* flag(const char* key, const Cell* value) { return cons(symbol(key), value); }
 
-TEST(SurrenderCodeTest, SevenStateSetsTheSurrenderIntensityToZeroInItsPlace) {
+TEST(SurrenderCodeTest, SevenStateSetsTheSurrenderIntensityToZeroInItsPlaceOrAddsIt) {
   const Cell* basis = list3(entry("mortality", string("m")), entry("surrender", real(0.02)),
                             entry("yield_curve", real(2.0)));
   const Cell* portfolio =
@@ -52,14 +42,10 @@ TEST(SurrenderCodeTest, SevenStateSetsTheSurrenderIntensityToZeroInItsPlace) {
             "(\"yield_curve\" . 2.000000)) (\"seven_state\" . 0))");
   // The given portfolio is not changed.
   EXPECT_EQ(real_value(aget_string(aget_string(portfolio, "basis"), "surrender")), 0.02);
-}
-
-TEST(SurrenderCodeTest, SevenStateAddsAMissingSurrenderIntensity) {
-  const Cell* portfolio =
-      list2(entry("seven_state", truth()), entry("basis", list1(entry("a", integer(1)))));
-  const Cell* changed = zeroSurrenderIntensity(portfolio);
-  EXPECT_EQ(printed(aget_string(changed, "basis")), "((\"a\" . 1) (\"surrender\" . 0.000000))");
-  EXPECT_TRUE(is_real(aget_string(aget_string(changed, "basis"), "surrender")));
+  portfolio = list2(entry("seven_state", truth()), entry("basis", list1(entry("a", integer(1)))));
+  const Cell* changed = aget_string(zeroSurrenderIntensity(portfolio), "basis");
+  EXPECT_EQ(printed(changed), "((\"a\" . 1) (\"surrender\" . 0.000000))");
+  EXPECT_TRUE(is_real(aget_string(changed, "surrender")));
 }
 
 TEST(SurrenderCodeTest, WithoutSevenStateThePortfolioIsKept) {
@@ -87,14 +73,12 @@ TEST(SurrenderCodeTest, FlagsAndNameDecideWhichCodeARecordGets) {
   } cases[] = {
       {surrender, nil(), 0, 1, 0},
       {surrender, list1(flag("seven_state", integer(0))), 1, 0, 0},
-      {surrender, list1(flag("seven_state", nil())), 0, 1, 0},
       {surrender, list1(flag("survives_free_policy", truth())), 0, 1, 0},
       // A symbol of the name is an ordinary product.
       {symbol("product_surrender"), nil(), 0, 0, 1},
       {ordinary, nil(), 0, 0, 1},
       {ordinary, list1(flag("seven_state", truth())), 0, 0, 0},
       {ordinary, list1(flag("survives_free_policy", integer(0))), 0, 0, 0},
-      {ordinary, list1(flag("premium_paying_initially", truth())), 0, 0, 1},
       // The first entry decides: a product's nil hides its policy's flag.
       {ordinary, list2(flag("survives_free_policy", nil()), flag("survives_free_policy", truth())),
        0, 0, 1},
@@ -105,127 +89,28 @@ TEST(SurrenderCodeTest, FlagsAndNameDecideWhichCodeARecordGets) {
     EXPECT_EQ(getsSurrenderBlock(r), c.surrenderBlock) << printed(r);
     EXPECT_EQ(getsFreePolicySide(r), c.freePolicySide) << printed(r);
   }
-  EXPECT_TRUE(recordFlag(record(0, ordinary, list1(flag("x", integer(0)))), "x"));
-  EXPECT_FALSE(recordFlag(record(0, ordinary, list1(flag("x", nil()))), "x"));
-  EXPECT_FALSE(recordFlag(record(0, ordinary, nil()), "x"));
 }
 
-TEST(SurrenderCodeTest, SecurePpaKeepsStateZero) {
-  const Cell* r = record(7, string("product_surrender"), nil());
-  EXPECT_EQ(emitted(false, [&] { emitSecurePpa(4, r); }),
-            indented(4, {"// Secure probability of being premium paying active",
-                         "p_ppa=prob_product_7_state_0;", ""}));
-}
-
-TEST(SurrenderCodeTest, SurrenderMovesAreTheFixedSevenStateMoves) {
-  const Cell* r = record(7, string("product_surrender"), nil());
-  EXPECT_EQ(emitted(false, [&] { emitSurrenderMoves(4, r); }),
-            indented(4, {"// Move surrender product probabiliites",
-                         "probTransfer=0;",
-                         "prob=prob_customer_to_customer",
-                         "    *prob_alive_to_alive",
-                         "    *prob_active_to_active",
-                         "    *prob_premium_paying_to_free_policy",
-                         "    *prob_0;",
-                         "prob_product_7_state_0-=prob;",
-                         "prob_product_7_state_1+=prob*fp_fraction;",
-                         "prob=prob_customer_to_customer",
-                         "    *prob_alive_to_alive",
-                         "    *prob_active_to_disabled",
-                         "    *prob_premium_paying_to_premium_paying",
-                         "    *prob_0;",
-                         "prob_product_7_state_0-=prob;",
-                         "prob_product_7_state_2+=prob;",
-                         "prob=prob_customer_to_customer",
-                         "    *prob_alive_to_dead",
-                         "    *prob_premium_paying_to_premium_paying",
-                         "    *prob_0;",
-                         "prob_product_7_state_0-=prob;",
-                         "prob_product_7_state_4+=prob;",
-                         "prob=prob_customer_to_surrender",
-                         "    *prob_0;",
-                         "prob_product_7_state_0-=prob;",
-                         "prob_product_7_state_6+=prob;",
-                         "probTransfer+=prob;",
-                         "prob=prob_customer_to_customer",
-                         "    *prob_alive_to_alive",
-                         "    *prob_active_to_disabled",
-                         "    *prob_1;",
-                         "prob_product_7_state_1-=prob;",
-                         "prob_product_7_state_3+=prob;",
-                         "prob=prob_customer_to_customer",
-                         "    *prob_alive_to_dead",
-                         "    *prob_1;",
-                         "prob_product_7_state_1-=prob;",
-                         "prob_product_7_state_5+=prob;",
-                         "prob=prob_customer_to_surrender",
-                         "    *prob_1;",
-                         "prob_product_7_state_1-=prob;",
-                         "prob_product_7_state_6+=prob;",
-                         "probTransfer+=prob;",
-                         "prob=prob_customer_to_customer",
-                         "    *prob_alive_to_dead",
-                         "    *prob_premium_paying_to_premium_paying",
-                         "    *prob_2;",
-                         "prob_product_7_state_2-=prob;",
-                         "prob_product_7_state_4+=prob;",
-                         "prob=prob_customer_to_customer",
-                         "    *prob_alive_to_dead",
-                         "    *prob_3;",
-                         "prob_product_7_state_3-=prob;",
-                         "prob_product_7_state_5+=prob;"}));
-}
-
-TEST(SurrenderCodeTest, DeltaQuotientClosesTheSurrenderBlock) {
-  EXPECT_EQ(emitted(false, [] { emitDeltaQuotient(2); }),
-            indented(2, {"// Compute delta_ppa and quotient_ppa",
-                         "quotient_ppa=prob_customer_to_customer",
-                         "            *prob_alive_to_alive", "            *prob_active_to_active",
-                         "            *prob_premium_paying_to_free_policy;",
-                         "delta_ppa=quotient_ppa*p_ppa;", ""}));
-}
-
-TEST(SurrenderCodeTest, ActiveStatesConvertTheirOwnShare) {
-  // active at any depth counts; a similar name does not.
-  const Cell* tuples =
-      parse("(((alive (active))) ((alive (disabled))) ((inactive)) ((x (y (z (active))))))");
-  const Cell* r = record(2, string("pension"), nil(), tuples);
-  EXPECT_EQ(emitted(false, [&] { emitPpToFp(4, r); }),
-            indented(4, {"// Move probability from pp to fp",
-                         "prob_product_2_state_0-=quotient_ppa*prob_0;",
-                         "prob_product_2_fp_state_0+=quotient_ppa*fp_fraction*prob_0;",
-                         "prob_product_2_state_3-=quotient_ppa*prob_3;",
-                         "prob_product_2_fp_state_3+=quotient_ppa*fp_fraction*prob_3;"}));
-}
-
-TEST(SurrenderCodeTest, WithoutActiveStateZeroConvertsDeltaPpa) {
-  const Cell* tuples[] = {parse("(((alive)) ((dead)))"), parse("(())")};
-  for (const Cell* t : tuples) {
-    const Cell* r = record(11, string("pension"), nil(), t);
-    EXPECT_EQ(
-        emitted(false, [&] { emitPpToFp(0, r); }),
-        indented(0, {"// Move probability from pp to fp", "prob_product_11_state_0-=delta_ppa;",
-                     "prob_product_11_fp_state_0+=delta_ppa*fp_fraction;"}));
-  }
-}
-
-TEST(SurrenderCodeTest, CompactModeDropsTheCommentsAndKeepsTheCode) {
-  TempDir dir;
-  std::string path = dir.file("tx");
-  FILE* file = fopen(path.c_str(), "w");
-  setOutputFile(file);
-  int mode = compactMode;
-  compactMode = 1;
-  emitDeltaQuotient(4);
-  compactMode = mode;
-  setOutputFile(stdout);
-  fclose(file);
-  std::string written = read_file(path);
-  // One line: a space for the comment, one space after each line.
-  EXPECT_EQ(written.find('\n'), std::string::npos);
-  EXPECT_EQ(written.substr(0, 1), " ");
-  EXPECT_EQ(written.find("//"), std::string::npos);
-  EXPECT_EQ(written.find("quotient_ppa"), std::string::npos);
+// The four hooks in readable mode: the surrender product's block, then the
+// pp-to-fp move of a product with active states (at any depth; a similar
+// name does not count), of one without and of one without splits.
+TEST(SurrenderCodeTest, HookTextsInReadableMode) {
+  const Cell* surrender = record(7, string("product_surrender"), nil());
+  const Cell* active = record(
+      2, string("pension"), nil(),
+      parse("(((alive (active))) ((alive (disabled))) ((inactive)) ((x (y (z (active))))))"));
+  const Cell* dead = record(11, string("pension"), nil(), parse("(((alive)) ((dead)))"));
+  const Cell* plain = record(12, string("pension"), nil(), parse("(())"));
+  EXPECT_EQ(emitted(false,
+                    [&] {
+                      emitSecurePpa(4, surrender);
+                      emitSurrenderMoves(4, surrender);
+                      emitDeltaQuotient(2);
+                      emitPpToFp(4, active);
+                      emitPpToFp(0, dead);
+                      emitPpToFp(0, plain);
+                    }),
+            read_file(TALVON_SOURCE_DIR "/tests/codegen/expected/surrender_hooks.c"));
 }
 
 // The Tiny C Compiler, when the machine has one.
@@ -287,40 +172,30 @@ std::vector<double> surrenderMonth(const double (&transitions)[8], double fpFrac
   return result;
 }
 
-TEST(SurrenderProgramTest, SurrenderMovesToStateSixAndPays) {
+TEST(SurrenderProgramTest, OneMonthOfTheSurrenderBlock) {
   if (tinyC().empty()) GTEST_SKIP() << "no tcc";
-  std::vector<double> v = surrenderMonth({0.99, 0.01, 0, 0, 0, 0, 0, 0}, 0.5);
-  const double expected[10] = {0.99, 0, 0, 0, 0, 0, 0.01, 0.01, 0, 0};
-  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
-}
-
-TEST(SurrenderProgramTest, ConversionArrivesWithTheFreePolicyFraction) {
-  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
-  std::vector<double> v = surrenderMonth({1, 0, 1, 0, 1, 0, 0, 0.1}, 0.5);
-  const double expected[10] = {0.9, 0.05, 0, 0, 0, 0, 0, 0, 0.1, 0.1};
-  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
-}
-
-TEST(SurrenderProgramTest, EveryMoveOutOfStateZeroHappensOnce) {
-  if (tinyC().empty()) GTEST_SKIP() << "no tcc";
-  // Customer 0.9, alive 0.95, active 0.8, premium paying 0.7; fp_fraction 1
-  // keeps the whole probability among the seven states.
-  std::vector<double> v = surrenderMonth({0.9, 0.1, 0.95, 0.05, 0.8, 0.2, 0.7, 0.3}, 1.0);
+  // Customer 0.9, alive 0.95, active 0.8, premium paying 0.7 in the last
+  // case; fp_fraction 1 keeps the whole probability among the seven states.
   const double conversion = 0.9 * 0.95 * 0.8 * 0.3;
-  const double expected[10] = {1 - conversion - 0.9 * 0.95 * 0.2 * 0.7 - 0.9 * 0.05 * 0.7 - 0.1,
-                               conversion,
-                               0.9 * 0.95 * 0.2 * 0.7,
-                               0,
-                               0.9 * 0.05 * 0.7,
-                               0,
-                               0.1,
-                               0.1,
-                               conversion,
-                               conversion};
-  double sum = 0.0;
-  for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], expected[i], 1e-15) << i;
-  for (int k = 0; k < 7; k++) sum += v[k];
-  EXPECT_NEAR(sum, 1.0, 1e-15);
+  struct Case {
+    double transitions[8];
+    double fpFraction;
+    double expected[10];
+  } cases[] = {
+      // Surrender moves to state 6 and pays.
+      {{0.99, 0.01, 0, 0, 0, 0, 0, 0}, 0.5, {0.99, 0, 0, 0, 0, 0, 0.01, 0.01, 0, 0}},
+      // Conversion arrives with the free-policy fraction.
+      {{1, 0, 1, 0, 1, 0, 0, 0.1}, 0.5, {0.9, 0.05, 0, 0, 0, 0, 0, 0, 0.1, 0.1}},
+      // Every move out of state 0 happens once.
+      {{0.9, 0.1, 0.95, 0.05, 0.8, 0.2, 0.7, 0.3},
+       1.0,
+       {1 - conversion - 0.9 * 0.95 * 0.2 * 0.7 - 0.9 * 0.05 * 0.7 - 0.1, conversion,
+        0.9 * 0.95 * 0.2 * 0.7, 0, 0.9 * 0.05 * 0.7, 0, 0.1, 0.1, conversion, conversion}},
+  };
+  for (const Case& c : cases) {
+    std::vector<double> v = surrenderMonth(c.transitions, c.fpFraction);
+    for (int i = 0; i < 10; i++) EXPECT_NEAR(v[i], c.expected[i], 1e-15) << i;
+  }
 }
 
 }  // namespace

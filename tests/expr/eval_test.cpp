@@ -13,6 +13,7 @@
 #include "core/printer.h"
 #include "core/reader.h"
 #include "support/cells.h"
+#include "support/model_script.h"
 #include "support/process.h"
 
 namespace {
@@ -61,10 +62,6 @@ void expect_values(const std::vector<ValueCase>& cases, const Cell* defs = nullp
 }
 
 TEST(EvalTest, AtomsAndQuotingFormsGiveTheirCellsThemselves) {
-  const Cell* five = integer(5);
-  EXPECT_EQ(eval(five, nil(), nil()), five);
-  const Cell* text = string("x");
-  EXPECT_EQ(eval(text, nil(), nil()), text);
   const Cell* bound = real(0.5);
   EXPECT_EQ(eval(symbol("r"), nil(), acons(symbol("r"), bound, nil())), bound);
 
@@ -81,27 +78,17 @@ TEST(EvalTest, SpecialForms) {
   expect_values({
       {"(if 0 1 2)", "1", CellTag::integer},
       {"(if () 1 2)", "2", CellTag::integer},
-      {"(if (= 1 2) 1 2)", "2", CellTag::integer},
       {"(if (parseBool ()) 1 2)", "2", CellTag::integer},
-      {"(if (parseBool 0) 1 2)", "1", CellTag::integer},
       {"(if 1 2)", "2", CellTag::integer},
       {"(if () (/ 1 \"a\") 3)", "3", CellTag::integer},
       {"(and () (/ 1 \"a\"))", "()", CellTag::nil},
       {"(and 1 2)", "2", CellTag::integer},
-      {"(and 1 ())", "()", CellTag::nil},
       {"(or 5 (/ 1 \"a\"))", "5", CellTag::integer},
       {"(or () 3)", "3", CellTag::integer},
-      {"(or () ())", "()", CellTag::nil},
-      {"(quote (+ 1 2))", "(+ 1 2)", CellTag::cons},
-      {"(c (* t_real x))", "(* t_real x)", CellTag::cons},
-      {"(is dead)", "dead", CellTag::symbol},
       {"(parse \"years2span(65)\")", "(years2span 65)", CellTag::cons},
-      {"(parse \"x*y/z\")", "(/ (* x y) z)", CellTag::cons},
       {"(parseEval \"years2span(65)\")", "span-64-12", CellTag::span},
       {"(parseEvalBig \"years2span(65)\")", "span-64-12", CellTag::span},
       {"(parseEval \"1+2*3\")", "7", CellTag::integer},
-      {"(parseEval \"-(2^3)\")", "-8.000000", CellTag::real},
-      {"(assoc)", "()", CellTag::nil},
       {"(assoc (\"a\" 1) (\"b\" (+ 1 1)))", "((\"a\" . 1) (\"b\" . 2))", CellTag::cons},
       {"(assoc ((stringToSymbol \"k\") (list 1 2)))", "((k 1 2))", CellTag::cons},
       // Elements after the second of a pair are ignored, even faulty ones.
@@ -113,49 +100,31 @@ TEST(EvalTest, SpecialForms) {
 TEST(EvalTest, Operations) {
   expect_values({
       {"(+ 2 3)", "5", CellTag::integer},
-      {"(- 5 7)", "-2", CellTag::integer},
-      {"(* 6 7)", "42", CellTag::integer},
-      {"(+ 2147483647 1)", "-2147483648", CellTag::integer},
-      {"(* 65536 65536)", "0", CellTag::integer},
       {"(/ 7 2)", "3.500000", CellTag::real},
       {"(^ 2 10)", "1024.000000", CellTag::real},
-      {"(min 1 2)", "1.000000", CellTag::real},
       {"(max 1 2)", "2.000000", CellTag::real},
-      {"(= 1 1)", "0", CellTag::integer},
       {"(= 1 1.0)", "0", CellTag::integer},
-      {"(= \"a\" \"a\")", "0", CellTag::integer},
       {"(= \"a\" 1)", "()", CellTag::nil},
       {"(= (list 1 \"x\") (quote (1 \"x\")))", "0", CellTag::integer},
       {"(!= 1 2)", "0", CellTag::integer},
-      {"(!= 1 1)", "()", CellTag::nil},
       {"(< 1 2)", "0", CellTag::integer},
-      {"(< 2 2)", "()", CellTag::nil},
       {"(<= 2 2)", "0", CellTag::integer},
-      {"(<= 3 2)", "()", CellTag::nil},
       {"(> 3 2)", "0", CellTag::integer},
-      {"(> 2 2)", "()", CellTag::nil},
       {"(>= 2 2)", "0", CellTag::integer},
-      {"(>= 1 2)", "()", CellTag::nil},
       // With a NaN operand <= and >= are the negations of the opposite order.
-      {"(= (/ 0 0) 1)", "()", CellTag::nil},
       {"(< (/ 0 0) 1)", "()", CellTag::nil},
       {"(> (/ 0 0) 1)", "()", CellTag::nil},
       {"(<= (/ 0 0) 1)", "0", CellTag::integer},
       {"(>= (/ 0 0) 1)", "0", CellTag::integer},
       {"(date 2019 10)", "date-2019-10", CellTag::date},
       {"(date 2019 0)", "date-2018-12", CellTag::date},
-      {"(= (date 2019 0) (date 2018 12))", "0", CellTag::integer},
       {"(= (date 2019 13) (date 2020 1))", "0", CellTag::integer},
       {"(span 1 6)", "span-1-06", CellTag::span},
       {"(years2span 65)", "span-64-12", CellTag::span},
       {"(span2years (span 1 6))", "1.500000", CellTag::real},
-      {"(- (date 2020 1) (date 2019 10))", "span-0-03", CellTag::span},
-      {"(+ (date 2019 10) (span 1 3))", "date-2021-01", CellTag::date},
-      {"(list)", "()", CellTag::nil},
       {"(list 1 (+ 1 1) \"x\")", "(1 2 \"x\")", CellTag::cons},
       {"(stringToSymbol \"abc\")", "abc", CellTag::symbol},
       {"(aget_default 7 (assoc (\"a\" 1)) \"b\")", "7", CellTag::integer},
-      {"(aget (assoc (\"a\" 1)) \"a\")", "1", CellTag::integer},
       {"(aget (assoc (\"a\" 1)) \"b\")", "()", CellTag::nil},
       {"(aget (quote ((\"a\" 1))) \"a\")", "(1)", CellTag::cons},
       // The first pair of a key decides.
@@ -172,8 +141,7 @@ TEST(EvalTest, DateMonthCountsWrapAround) {
 }
 
 TEST(EvalTest, ComputedResultsCarryTheExpressionPosition) {
-  const char* texts[] = {"(+ 1 2)", "(/ 1 2)", "(date 2019 1)", "(span 1 2)",
-                         "(years2span 1)", "(span2years (span 1 0))", "(max 1 2)"};
+  const char* texts[] = {"(+ 1 2)", "(date 2019 1)", "(years2span 1)", "(span2years (span 1 0))"};
   for (const char* text : texts) {
     SCOPED_TRACE(text);
     const Cell* value = run(text);
@@ -199,10 +167,8 @@ TEST(EvalTest, GaussDensity) {
   };
   const Case cases[] = {
       {"(gauss 0 0 1)", 0.3989422804014327},
-      {"(gauss 0.0 0.0 1.0)", 0.3989422804014327},
       {"(gauss 11 0 1)", 0.0},
       {"(gauss 2 1 0)", 0.0},
-      {"(gauss -11 0 1)", 0.0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.expression);
@@ -217,7 +183,6 @@ TEST(EvalTest, GaussDensity) {
   EXPECT_NE(edge->real, 0.0);
   EXPECT_EQ(edge->real, 7.69459862670642e-23);
   EXPECT_TRUE(std::isnan(run("(gauss 1 1 0)")->real));
-  EXPECT_EQ(gauss(3.0, 1.0, 2.0), gauss(-1.0, 1.0, 2.0));
   EXPECT_EQ(gauss(1.0, 1.0, 2.0), 0.3989422804014327 / 2.0);
 }
 
@@ -227,9 +192,7 @@ TEST(EvalTest, ReplaceKeepsHeads) {
       {"(replace (quote (a a)) (quote a) 7)", "(a 7)", CellTag::cons},
       {"(replace (quote ((a) a)) (quote a) 7)", "((a) 7)", CellTag::cons},
       {"(replace (quote (f (a b) a)) (quote (a b)) 7)", "(f 7 a)", CellTag::cons},
-      {"(replace (quote (a a)) (quote (a a)) 7)", "7", CellTag::integer},
       {"(replace (quote a) (quote a) 7)", "7", CellTag::integer},
-      {"(replace 5 (quote a) 7)", "5", CellTag::integer},
       {"(replace (quote (f 1 1.0)) 1 2)", "(f 2 1.000000)", CellTag::cons},
   });
 }
@@ -239,9 +202,6 @@ TEST(EvalTest, ReplaceSharesAndKeepsTheListEnd) {
   const Cell* replaced = replaceTerm(dotted, symbol("a"), symbol("b"));
   EXPECT_EQ(printed(replaced), "(f b . 5)");
   EXPECT_EQ(printed(dotted), "(f a . 5)");
-  const Cell* untouched = parse("(x y)");
-  EXPECT_EQ(replaceTerm(untouched, symbol("z"), symbol("w"))->pair.head, untouched->pair.head);
-  EXPECT_EQ(printed(replaceInList(parse("(a b a)"), symbol("a"), integer(1))), "(1 b 1)");
   // A head is never compared, so a date there meets no equality.
   EXPECT_EQ(printed(run("(replace (list (date 2019 1)) (date 2019 1) 0)")), "(date-2019-01)");
 }
@@ -254,7 +214,6 @@ TEST(EvalTest, SubstituteReplacesTheFirstBindingForTheBodyOnly) {
       {"(list (substitute x x 10) x)", "(10 1)", CellTag::cons},
       // The value is computed in the outer environment.
       {"(substitute x x (+ x 1))", "2", CellTag::integer},
-      {"(substitute (list z x) z 5)", "(5 1)", CellTag::cons},
   },
                 nullptr, environment);
   EXPECT_EQ(printed(environment), before);
@@ -269,11 +228,9 @@ TEST(EvalTest, UserFunctionsUseDynamicScope) {
       "(define (k x x) x)",
       "(define (max a b) (quote own))",
       "(define (twice x) (double (double x)))",
-      "(define (oct y) (date y 10))",
   });
   const Cell* environment = env_of({{"x", "1"}, {"y", "9"}});
   expect_values({
-      {"(double 21)", "42", CellTag::integer},
       {"(substitute (f) y 3)", "3", CellTag::integer},
       {"(f)", "9", CellTag::integer},
       {"(g 5)", "5", CellTag::integer},
@@ -282,25 +239,9 @@ TEST(EvalTest, UserFunctionsUseDynamicScope) {
       {"(double 21 99)", "42", CellTag::integer},
       {"(max 1 2)", "2.000000", CellTag::real},
       {"(twice 5)", "20", CellTag::integer},
-      {"(oct 2019)", "date-2019-10", CellTag::date},
       {"(function (x) (+ x 1))", "2", CellTag::integer},
   },
                 defs, environment);
-}
-
-TEST(EvalTest, BindArgumentsPutsTheFirstParameterFirst) {
-  const Cell* environment = env_of({{"c", "9"}});
-  const Cell* bound = bindArguments(parse("(a b)"), parse("(1 2 3)"), environment);
-  EXPECT_EQ(printed(bound), "((a . 1) (b . 2) (c . 9))");
-  EXPECT_EQ(bound->pair.tail->pair.tail, environment);
-  EXPECT_EQ(bindArguments(nil(), parse("(1)"), environment), environment);
-}
-
-TEST(EvalTest, EvalListAndEvalAssocKeepArgumentOrder) {
-  const Cell* environment = env_of({{"x", "1"}});
-  EXPECT_EQ(printed(evalList(parse("(x (+ x 1) \"s\")"), nil(), environment)), "(1 2 \"s\")");
-  EXPECT_EQ(printed(evalAssoc(parse("((x 1) (\"k\" x))"), nil(), environment)),
-            "((1 . 1) (\"k\" . 1))");
 }
 
 // Long argument and number lists are walked in loops, not recursion.
@@ -326,14 +267,6 @@ TEST(EvalTest, LongListsWork) {
   const Cell* table = eval(cons(symbol("assoc"), pairs), nil(), nil());
   ASSERT_EQ(length(table), N);
   EXPECT_EQ(aget_string(table, keys[N - 1].c_str())->whole, N - 1);
-
-  // replace over the long list keeps its head.
-  const Cell* quoted = list2(symbol("quote"), numbers);
-  const Cell* expression = list4(symbol("replace"), quoted, integer(N), string("last"));
-  const Cell* replaced = eval(expression, nil(), nil());
-  ASSERT_EQ(length(replaced), N);
-  EXPECT_EQ(first(replaced)->whole, 1);
-  EXPECT_STREQ(nth(N - 1, replaced)->text, "last");
 
   // A user function of N parameters.
   const Cell* parameters = nil();
@@ -362,11 +295,7 @@ void expect_fatal_at_own_cell(const char* text, const std::string& out, const st
   Outcome o = run_fatal([&] { run(text, defs); });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, out);
-  std::string prefix = "File " + file + " line ";
-  std::string suffix = " character 0\n" + message + "\n";
-  EXPECT_EQ(o.err.substr(0, prefix.size()), prefix);
-  ASSERT_GE(o.err.size(), suffix.size());
-  EXPECT_EQ(o.err.substr(o.err.size() - suffix.size()), suffix);
+  EXPECT_TRUE(ownPosition(o.err, file, message)) << o.err;
 }
 
 std::string at(int character, const char* message) {
@@ -392,7 +321,6 @@ TEST(EvalDeathTest, ArgumentsAreCheckedFirstAndLastFirst) {
   expect_fatal("(double x y)", "\ny\n", at(11, "aget_strict: Unknown variable"),
                defs_of({"(define (double x) (* x 2))"}));
   expect_fatal("(+ (/ 1 \"a\") (- 1 \"b\"))", "", at(15, "Subtraction from integer of non-number"));
-  expect_fatal("(list u v)", "\nv\n", at(9, "aget_strict: Unknown variable"));
   expect_fatal("(and 1 (/ 1 \"a\"))", "", at(9, "Division of non-numbers"));
   // substitute computes its value before the body.
   expect_fatal("(substitute (+ 1 \"a\") x (- 1 \"b\"))", "",
@@ -400,8 +328,6 @@ TEST(EvalDeathTest, ArgumentsAreCheckedFirstAndLastFirst) {
   // assoc goes from the first pair on, key before value.
   expect_fatal("(assoc (\"a\" (+ 1 \"a\")) (\"b\" (- 1 \"b\")))", "",
                at(14, "Addition of integer to non-number"));
-  expect_fatal("(assoc ((* 1 \"a\") (- 1 \"b\")))", "",
-               at(10, "Multiplication of integer to non-number"));
 }
 
 TEST(EvalDeathTest, ScalarMessagesAtTheExpression) {
@@ -411,14 +337,7 @@ TEST(EvalDeathTest, ScalarMessagesAtTheExpression) {
   };
   const Case cases[] = {
       {"(+ 1 \"a\")", "Addition of integer to non-number"},
-      {"(- (span 1 0) (date 2019 1))", "Subtraction from span of non-span"},
-      {"(* (span 1 0) 2)", "Multiplication to non-number"},
-      {"(^ 2 \"a\")", "Exponentiation of non-numbers"},
-      {"(min 1 (span 0 1))", "Minimum of non-numbers"},
-      {"(max (span 0 1) 1)", "Maximum of non-numbers"},
       {"(= 1 \"a\")", "Comparison of number to non-numbers"},
-      {"(< \"a\" \"b\")", "Comparison of non-scalar"},
-      {"(< (date 2019 1) 1)", "Comparison of date to non-date"},
       // <= and > swap their operands, so the second operand's kind decides.
       {"(<= 1 \"a\")", "Comparison of non-scalar"},
       {"(<= \"a\" 1)", "Comparison of number to non-numbers"},
@@ -439,14 +358,12 @@ TEST(EvalDeathTest, BuiltInArgumentKinds) {
   expect_fatal("(stringToSymbol 5)", "", at(17, "value of non-string"));
   expect_fatal("(gauss 0 0 \"s\")", "", at(13, "cannot convert non-real to real"));
   expect_fatal("(parse x)", "", at(8, "parseExpr: expected string"));
-  expect_fatal("(parseEval 5)", "", at(12, "parseExpr: expected string"));
   expect_fatal("(parseEvalBig (quote \"a\"))", "", at(16, "parseExpr: expected string"));
   expect_fatal("(parseEval \"1/\"\"a\"\"\")", "", at(15, "Division of non-numbers"));
 }
 
 TEST(EvalDeathTest, MissingArgumentsEndAtTheListEnd) {
   expect_fatal_at_own_cell("(date 2019)", "()\n", "expr/eval.cpp", "head of non-cons");
-  expect_fatal_at_own_cell("(+ 1)", "()\n", "expr/eval.cpp", "head of non-cons");
   expect_fatal_at_own_cell("(double)", "()\n", "expr/eval.cpp", "head of non-cons",
                            defs_of({"(define (double x) (* x 2))"}));
   expect_fatal_at_own_cell("(if () 1)", "()\n", "core/reader.cpp", "head of non-cons");
@@ -457,7 +374,6 @@ TEST(EvalDeathTest, MissingArgumentsEndAtTheListEnd) {
 TEST(EvalDeathTest, EqualityOnDatesInsideStructures) {
   const char* texts[] = {
       "(replace (list 0 (date 2019 1)) (date 2019 1) 0)",
-      "(= (list (date 2019 1)) (list (date 2019 1)))",
       "(aget (list (list (date 2019 1))) (date 2019 1))",
   };
   for (const char* text : texts) expect_fatal(text, "", "Unexpected tag\n");

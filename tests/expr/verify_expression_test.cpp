@@ -9,6 +9,7 @@
 #include "core/cell.h"
 #include "core/list.h"
 #include "core/reader.h"
+#include "support/model_script.h"
 #include "support/process.h"
 
 namespace {
@@ -80,42 +81,26 @@ struct Passing {
 
 const Passing passing[] = {
     {"1", {}},
-    {"2.5", {}},
     {"\"s\"", {}},
-    {"()", {}},
-    {"x", {.bound = "(x)"}},
     {"(+ x y)", {.bound = "(x y)"}},
     {"(is active)", {.states = "(idle active)"}},
-    {"(function (x) (+ x 1))", {}},
     {"(function (x) (+ x y))", {.bound = "(y)"}},
-    {"(function () 1)", {}},
     {"(function (x) (function (y) (+ x y)))", {}},
-    {"(substitute (+ x 1) x 41)", {}},
     {"(substitute (+ x y) x y)", {.bound = "(y)"}},
     {"(quote (1 2 undefined (3)))", {}},
-    {"(parseBool 0)", {}},
     {"(parseBool undefined)", {}},
-    {"(c 1)", {}},
     {"(c (+ d s))", {.cdefs = "((d t_date) (s t_span))"}},
     {"(c (v_real (+ x 1)))", {.bound = "(x)"}},
     {"(parse \"x+1\")", {.bound = "(x)"}},
-    {"(parseEval \"years2span(65)\")", {}},
-    {"(parseEvalBig \"list(1,2,3)\")", {}},
-    {"(assoc (\"a\" 1) (\"b\" 2))", {}},
-    {"(assoc (\"a\" 1) (\"b\"))", {}},
     {"(assoc (\"a\" 1) (\"b\" y))", {}},
     {"(assoc (\"a\" 1) 5)", {}},
     {"(assoc)", {.defs = "((assoc () 1))"}},
-    {"(list)", {}},
-    {"(list 1 2 3)", {}},
     {"(f 1)", {.defs = "((f (x) x))"}},
-    {"(h)", {.defs = "((h () 1))"}},
     {"(f 1)", {.defs = "((f (x) x) (f (x y) x))"}},
     {"(max 1 2)", {.defs = "((max (a b c) a))"}},
     {"(gauss 1 2 3)", {.defs = "((gauss (x m s) x))"}},
     {"(cashflow p)", {.bound = "(p)"}},
     {"(if (< x 1) (f x) (+ x 1))", {.bound = "(x)", .defs = "((f (x) x))"}},
-    {"(aget_default 7 (assoc (\"a\" 1)) \"b\")", {}},
 };
 
 TEST(VerifyExpressionTest, AcceptsWellFormedExpressions) {
@@ -141,69 +126,49 @@ const Failing failing[] = {
     // Variables
     {"y", {}, "\ny\n", 1, "Unbound symbol"},
     {"(+ 1 y)", {}, "\ny\n", 6, "Unbound symbol"},
-    {"(+ y z)", {}, "\ny\n", 4, "Unbound symbol"},
     {"(list y)", {.bound = "(x)", .states = "(y)"}, "\ny\n", 7, "Unbound symbol"},
     // Operators and arity; arguments come before the arity and the operator
     {"(+ 1)", {}, "", 0, "Wrong arity"},
-    {"(+ 1 2 3)", {}, "", 0, "Wrong arity"},
     {"(+ y)", {}, "\ny\n", 4, "Unbound symbol"},
     {"(1 2)", {}, "", 0, "Expression operators must be symbols"},
-    {"(\"f\" x)", {}, "", 0, "Expression operators must be symbols"},
-    {"((f) 1)", {}, "", 0, "Expression operators must be symbols"},
     {"(g 1)", {}, "\n(g 1)\n", 0, "verifyCompoundExpression: Unknown operator"},
     {"(g y)", {}, "\ny\n", 4, "Unbound symbol"},
     {"(gauss 1 2 3)", {}, "\n(gauss 1 2 3)\n", 0, "verifyCompoundExpression: Unknown operator"},
-    {"(assoc)", {}, "\n(assoc)\n", 0, "verifyCompoundExpression: Unknown operator"},
-    {"(f)", {.defs = "((f (x) x))"}, "", 0, "Wrong arity"},
     {"(f 1 2)", {.defs = "((f (x) x) (f (x y) x))"}, "", 0, "Wrong arity"},
     {"(max 1 2 3)", {.defs = "((max (a b c) a))"}, "", 0, "Wrong arity"},
-    {"(generate a b)", {.bound = "(a b)"}, "", 0, "Wrong arity"},
     {"(if (< x 1) (f x) (g x))", {.bound = "(x)", .defs = "((f (x) x))"}, "\n(g x)\n", 20,
      "verifyCompoundExpression: Unknown operator"},
     // is
     {"(is)", {.states = "(a)"}, "", 0, "Arity of 'is' is 1"},
-    {"(is a b)", {.states = "(a b)"}, "", 0, "Arity of 'is' is 1"},
     {"(is active)", {.bound = "(active)"}, "", 0, "Argument of 'is' must be state"},
-    {"(is idle)", {.states = "(active)"}, "", 0, "Argument of 'is' must be state"},
     {"(function (x) (is x))", {}, "", 16, "Argument of 'is' must be state"},
     // function
     {"(function (x 1) x)", {}, "", 14, "Function arguments must be symbolds"},
-    {"(function (x) (+ x y))", {}, "\ny\n", 20, "Unbound symbol"},
     {"(function (x) (function (y) (+ x z)))", {}, "\nz\n", 34, "Unbound symbol"},
     {"(function (x))", {}, "", 0, "Arity of 'function' is 2"},
-    {"(function (x) x x)", {}, "", 0, "Arity of 'function' is 2"},
     // substitute: the variable, then the expression, then the value
     {"(substitute x x (+ x 1))", {}, "\nx\n", 20, "Unbound symbol"},
     {"(substitute (+ x 1) \"x\" 41)", {}, "", 0,
      "Second argument of 'substitute' must be a symbol"},
-    {"(substitute y 1 2)", {}, "", 0, "Second argument of 'substitute' must be a symbol"},
     {"(substitute y x z)", {}, "\ny\n", 13, "Unbound symbol"},
     {"(substitute x x)", {}, "", 0, "Arity of 'substitute' is 3"},
     // quote, c, parseBool
     {"(quote)", {}, "", 0, "Arity of 'quote' is 1"},
-    {"(quote 1 2)", {}, "", 0, "Arity of 'quote' is 1"},
     {"(c)", {}, "", 0, "Arity of 'c' is 1"},
-    {"(c 1 2)", {}, "", 0, "Arity of 'c' is 1"},
     {"(c (+ age 1))", {.bound = "(age)"}, "age\n", 7, "verifyCExpr: Unknown variable"},
     {"(c \"a\")", {}, "\"a\"\n", 5, "verifyCExpr: Illegal atom"},
-    {"(c (v_date y))", {}, "\ny\n", 12, "Unbound symbol"},
     {"(parseBool)", {}, "", 0, "Arity of 'parseBool' is 1"},
     // parse, parseEval, parseEvalBig
     {"(parse)", {}, "", 0, "Arity of 'parse' is 1"},
-    {"(parseEval)", {}, "", 0, "Arity of 'parseEval' is 1"},
     {"(parseEvalBig \"1\" \"2\")", {}, "", 0, "Arity of 'parseEvalBig' is 1"},
     {"(parse 5)", {}, "", 0, "Arg 1 of 'parse' must be string"},
-    {"(parseEval x)", {}, "", 0, "Arg 1 of 'parse' must be string"},
-    {"(parseEvalBig (quote x))", {}, "", 0, "Arg 1 of 'parse' must be string"},
     {"(parse \"dfsa_yield(t)\")", {}, "\nt\n", 21, "Unbound symbol"},
     {"(parseEval \"g(1)\")", {}, "\n(g 1)\n", 14, "verifyCompoundExpression: Unknown operator"},
     {"(parseEvalBig \"a ! b\")", {.bound = "(a b)"}, "", 20, "exprected = after !"},
     // assoc: only its first pair is looked at
     {"(assoc (\"a\") (\"b\" 2))", {}, "", 10, "Malformed assoc"},
-    {"(assoc (\"a\" 1 2))", {}, "", 10, "Malformed assoc"},
     {"(assoc 5)", {}, "", 8, "Malformed assoc"},
     {"(assoc (\"a\" y))", {}, "\ny\n", 13, "Unbound symbol"},
-    {"(assoc (y 1))", {}, "\ny\n", 9, "Unbound symbol"},
 };
 
 TEST(VerifyExpressionDeathTest, ReportsTheFirstFaultAtItsPlace) {
@@ -215,7 +180,7 @@ TEST(VerifyExpressionDeathTest, ReportsTheFirstFaultAtItsPlace) {
   }
 }
 
-// Every built-in operation takes exactly its number of arguments.
+// Every built-in operation takes exactly its number of arguments; list any.
 TEST(VerifyExpressionDeathTest, BuiltinArities) {
   const struct {
     const char* name;
@@ -226,28 +191,20 @@ TEST(VerifyExpressionDeathTest, BuiltinArities) {
       {"!=", 2},      {"<", 2},              {"<=", 2},   {">", 2},     {">=", 2},
       {"+", 2},       {"*", 2},              {"-", 2},    {"/", 2},     {"^", 2},
       {"min", 2},     {"max", 2},            {"aget", 2}, {"aget_default", 3},
-      {"cashflow", 1}, {"generate", 3},
+      {"cashflow", 1}, {"generate", 3}, {"list", -1},
   };
   for (const auto& b : builtins) {
     for (int n = 0; n <= 4; n++) {
       std::vector<const Cell*> items{symbol(b.name)};
       for (int i = 0; i < n; i++) items.push_back(integer(i));
       Outcome o = check(list_of(items));
-      if (n == b.arity) {
+      if (n == b.arity || b.arity < 0) {
         EXPECT_EQ(o.status, 0) << b.name << " with " << n << "\n" << o.err;
       } else {
         EXPECT_EQ(o.status, 1) << b.name << " with " << n;
         EXPECT_EQ(o.err.substr(o.err.find('\n') + 1), "Wrong arity\n") << b.name << " with " << n;
       }
     }
-  }
-}
-
-TEST(VerifyExpressionDeathTest, ListTakesAnyNumberOfArguments) {
-  for (int n = 0; n <= 5; n++) {
-    std::vector<const Cell*> items{symbol("list")};
-    for (int i = 0; i < n; i++) items.push_back(integer(i));
-    EXPECT_EQ(check(list_of(items)).status, 0) << n;
   }
 }
 
@@ -278,9 +235,6 @@ TEST(VerifyExpressionDeathTest, ArgumentListsMustEndInNil) {
   EXPECT_EQ(o.out, "");
   EXPECT_EQ(o.err, "Malformed expression list\n");
 
-  o = check(cons(symbol("list"), cons(parse("y"), integer(2))));
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, position("(from string)", 1, 1) + "Unbound symbol\n");
 }
 
 TEST(VerifyExpressionDeathTest, MalformedAssocAtAnEmptyFirstPair) {
@@ -288,39 +242,18 @@ TEST(VerifyExpressionDeathTest, MalformedAssocAtAnEmptyFirstPair) {
   Outcome o = check("(assoc () (\"a\" 1))");
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "");
-  EXPECT_EQ(o.err.rfind("File core/reader.cpp line ", 0), 0u) << o.err;
-  EXPECT_NE(o.err.find(" character 0\nMalformed assoc\n"), std::string::npos) << o.err;
+  EXPECT_TRUE(ownPosition(o.err, "core/reader.cpp", "Malformed assoc")) << o.err;
 }
 
 TEST(VerifyExpressionDeathTest, ListOfExpressions) {
   auto run = [&](const char* text) {
     return run_fatal([&] { verifyExpressionList(nil(), nil(), nil(), nil(), parse(text)); });
   };
-  EXPECT_EQ(run("()").status, 0);
   EXPECT_EQ(run("(1 \"a\" (list))").status, 0);
   Outcome o = run("(1 y z)");
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "\ny\n");
   EXPECT_EQ(o.err, position("(from string)", 1, 4) + "Unbound symbol\n");
-}
-
-TEST(VerifyExpressionDeathTest, FunctionArgumentsAndArityDirectly) {
-  EXPECT_EQ(run_fatal([] { verifyFunctionArguments(parse("()")); }).status, 0);
-  EXPECT_EQ(run_fatal([] { verifyFunctionArguments(parse("(a b)")); }).status, 0);
-  Outcome o = run_fatal([] { verifyFunctionArguments(parse("(a b \"c\" 4)")); });
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, position("(from string)", 1, 7) + "Function arguments must be symbolds\n");
-
-  EXPECT_EQ(run_fatal([] { checkArity(TRUE, parse("(f 1)")); }).status, 0);
-  o = run_fatal([] { checkArity(FALSE, parse(" (f 1)")); });
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.out, "");
-  EXPECT_EQ(o.err, position("(from string)", 1, 3) + "Wrong arity\n");
-
-  EXPECT_EQ(run_fatal([] {
-              verifyCompoundExpression(nil(), nil(), nil(), nil(), parse("(+ 1 2)"));
-            }).status,
-            0);
 }
 
 // Argument and parameter lists of tens of thousands of elements.
@@ -341,10 +274,6 @@ TEST(VerifyExpressionDeathTest, LongLists) {
   }
   EXPECT_EQ(check(list3(symbol("function"), list_of(parameters), parameters.back())).status, 0);
 
-  std::string text = "(parseEvalBig \"list(0";
-  for (int i = 1; i < 30000; i++) text += "," + std::to_string(i);
-  text += ")\")";
-  EXPECT_EQ(check(text.c_str()).status, 0);
 }
 
 }  // namespace

@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cmath>
-#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -51,30 +49,16 @@ std::string table_entry(const std::string& content, int repetitions) {
   return o.out;
 }
 
-TEST(TableEntry, FirstValueRepeatedAndCommaAsPoint) {
-  ConfDir conf;
-  conf.table("dfsa_yield", "0.01 0,02");
-  Outcome o = conf.run([] { writeTableEntry(1, "dfsa_yield"); });
-  EXPECT_EQ(o.status, 0);
-  EXPECT_EQ(o.out,
-            "       (\"dfsa_yield\" (parseEvalBig \"list(\n"
-            "          0.0100000000000000,\n"
-            "          0.0100000000000000,\n"
-            "          0.0200000000000000)\"))\n");
-}
-
 TEST(TableEntry, Contents) {
   struct Case {
-    const char* content;
+    std::string content;
     int repetitions;
     std::vector<std::string> values;
   };
   const Case cases[] = {
-      // One number: the one value line closes the entry.
-      {"0.5", 0, {"  0.5000000000000000"}},
+      // The first value repeated; a comma reads as a point.
+      {"0.01 0,02", 1, {"  0.0100000000000000", "  0.0100000000000000", "  0.0200000000000000"}},
       {"\n\n  0.5 \r\n", 0, {"  0.5000000000000000"}},
-      {"1 2 3", 2, {"  1.0000000000000000", "  1.0000000000000000", "  1.0000000000000000",
-                    "  2.0000000000000000", "  3.0000000000000000"}},
       // Any mix of blanks, tabs, line feeds and carriage returns.
       {" \t1\r\n\n2\t\t3\r4 \n", 0,
        {"  1.0000000000000000", "  2.0000000000000000", "  3.0000000000000000",
@@ -85,54 +69,13 @@ TEST(TableEntry, Contents) {
       // An infinite value ends the table, unless it is the first.
       {"1 2 inf 3", 0, {"  1.0000000000000000", "  2.0000000000000000"}},
       {"1 nan 3", 0, {"  1.0000000000000000"}},
+      // The longest number that fits: 99 characters.
+      {"0." + std::string(96, '0') + "5 1", 0, {"  0.0000000000000000", "  1.0000000000000000"}},
       {"123456.25", 0, {"123456.2500000000000000"}},
       {"0.00000000000000001 1e-3", 0, {"  0.0000000000000000", "  0.0010000000000000"}},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(table_entry(c.content, c.repetitions), entry("t", c.values)) << c.content;
-  }
-}
-
-TEST(TableEntry, LongestNumberFits) {
-  std::string number = "0." + std::string(96, '0') + "5";  // 99 characters
-  ASSERT_EQ(number.size(), 99u);
-  EXPECT_EQ(table_entry(number + " 1", 0), entry("t", {"  0.0000000000000000", "  1.0000000000000000"}));
-}
-
-TEST(TableEntry, PathIsTheConfFileOfTheName) {
-  ConfDir conf;
-  conf.table("dfsa_mortality_male", "7");
-  Outcome o = conf.run([] { writeTableEntry(0, "dfsa_mortality_male"); });
-  EXPECT_EQ(o.out, entry("dfsa_mortality_male", {"  7.0000000000000000"}));
-}
-
-TEST(ReadTableNumber, SequenceThenInfinity) {
-  char text[] = "  1,5\t-2\r\n3.25x\n\n";
-  FILE* file = fmemopen(text, sizeof text - 1, "r");
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(readTableNumber(file), 1.5);
-  EXPECT_EQ(readTableNumber(file), -2.0);
-  EXPECT_EQ(readTableNumber(file), 3.25);
-  double end = readTableNumber(file);
-  EXPECT_TRUE(std::isinf(end) && end > 0);
-  EXPECT_TRUE(std::isinf(readTableNumber(file)));
-  fclose(file);
-}
-
-// The character that ends a number is consumed, and no other.
-TEST(ReadTableNumber, ConsumesTheEndingCharacter) {
-  char text[] = "12 x";
-  FILE* file = fmemopen(text, sizeof text - 1, "r");
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(readTableNumber(file), 12.0);
-  EXPECT_EQ(fgetc(file), 'x');
-  fclose(file);
-}
-
-TEST(IsTableSpace, ExactlyFourCharacters) {
-  for (int c = -1; c < 256; c++) {
-    bool expected = c == ' ' || c == '\t' || c == '\n' || c == '\r';
-    EXPECT_EQ(isTableSpace(c) != 0, expected) << c;
   }
 }
 
@@ -146,7 +89,6 @@ TEST(TableEntryDeathTest, BadNumbers) {
       // The message carries its own newline.
       {"x", "", "sscanf failed\n\n"},
       {"1 x 2", head + "          1.0000000000000000", "sscanf failed\n\n"},
-      {"1 ,", head + "          1.0000000000000000", "sscanf failed\n\n"},
       {"0." + std::string(98, '0'), "", "buffer overflow\n"},
       {"1\n" + std::string(150, '7'), head + "          1.0000000000000000", "buffer overflow\n"},
   };

@@ -4,15 +4,11 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "core/list.h"
-#include "core/printer.h"
 #include "core/reader.h"
-#include "model/products.h"
-#include "model/splits.h"
 #include "support/cells.h"
 #include "support/model_script.h"
 #include "support/process.h"
@@ -21,50 +17,60 @@ namespace {
 
 TEST(StatementsTest, WindowsOnlyGiveFourEmptyLists) {
   Model m = runPasses(script({"(window 1 2)", "(window)", "(window (a b) \"c\")"}));
-  EXPECT_TRUE(is_nil(m.defs));
-  EXPECT_TRUE(is_nil(m.cdefs));
-  EXPECT_TRUE(is_nil(m.states));
-  EXPECT_TRUE(is_nil(m.products));
+  EXPECT_EQ(printed(list4(m.defs, m.cdefs, m.states, m.products)), "(() () () ())");
 }
 
-TEST(StatementsTest, DefsStandLastFirstAndShareTheStatementCells) {
+TEST(StatementsTest, DefsAndCdefsStandLastFirstAndShareTheStatementCells) {
   const Cell* statements = script({
       "(define (f) 42)",
       "(window)",
       "(define (g a b) (list a b))",
       "(define (f x) x)",
+      "(cdef t_date d (v_date (date 2019 1)))",
+      "(cdef t_date e d)",
+      "(cdef t_span s (- e d))",
   });
   Model m = runPasses(statements);
   EXPECT_EQ(printed(m.defs), "((f (x) . x) (g (a b) list a b) (f () . 42))");
-  EXPECT_EQ(printed(aget(m.defs, symbol("f"))), "((x) . x)");
+  EXPECT_EQ(printed(m.cdefs), "((s t_span - e d) (e t_date . d) (d t_date v_date (date 2019 1)))");
   // Nothing is copied: the body is the statement's own cell.
   const Cell* g = third(statements);
   EXPECT_EQ(tail(aget(m.defs, symbol("g"))), third(g));
   EXPECT_EQ(head(aget(m.defs, symbol("g"))), tail(second(g)));
 }
 
-TEST(StatementsTest, BodiesSeeOnlyEarlierDefinitions) {
-  Model m = runPasses(script({"(define (f x) x)", "(define (g) (f 1))"}));
-  EXPECT_EQ(printed(akeys(m.defs)), "(g f)");
-}
-
-TEST(StatementsTest, CdefsStandLastFirstWithTypeAndExpression) {
-  Model m = runPasses(script({
-      "(cdef t_date d (v_date (date 2019 1)))",
-      "(define (h) 1)",
-      "(cdef t_date e d)",
-      "(cdef t_span s (- e d))",
-  }));
-  EXPECT_EQ(printed(m.cdefs), "((s t_span - e d) (e t_date . d) (d t_date v_date (date 2019 1)))");
-}
-
-struct Fault {
-  std::vector<std::string> lines;
-  std::string err;  // exact stderr
-  std::string out;  // exact stdout
-};
-
-void expectFaults(const std::vector<Fault>& faults) {
+TEST(StatementsDeathTest, FaultsReportedAtTheirCell) {
+  struct Fault {
+    std::vector<std::string> lines;
+    std::string err;
+    std::string out;
+  };
+  const Fault faults[] = {
+      {{"(define (f) 1)", "(frobnicate 1)"}, at(3, 2) + "Unknown statement type\n", ""},
+      {{"(\"define\" 1)"}, at(2, 3) + "Unknown statement type\n", ""},
+      // The kind check runs over the whole list before any other check.
+      {{"(define (f) y)", "(Define (g) 1)"}, at(3, 2) + "Unknown statement type\n", ""},
+      {{"(define (f) 1)", "x"}, at(3, 1) + "head of non-cons\n", "x\n"},
+      {{"(define x 1)"}, at(2, 9) + "Malformed value lhs\n", ""},
+      {{"(define (f x))"}, at(2, 10) + "Value definitions take two arguments\n", ""},
+      {{"(define (f x) x 1)"}, at(2, 10) + "Value definitions take two arguments\n", ""},
+      {{"(define (f x 1 \"y\") x)"},
+       at(2, 14) + "First argument of value def must be list of symbols\n", ""},
+      {{"(define (f x) y)"}, at(2, 15) + "Unbound symbol\n", "\ny\n"},
+      // Bodies see only earlier definitions, not their own.
+      {{"(define (g) (f 1))", "(define (f x) x)"},
+       at(2, 14) + "verifyCompoundExpression: Unknown operator\n", "\n(f 1)\n"},
+      {{"(define (f) (f))"}, at(2, 14) + "verifyCompoundExpression: Unknown operator\n", "\n(f)\n"},
+      {{"(cdef t_date)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
+      {{"(cdef t_date x 1 2)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
+      {{"(cdef (t_date) x 1)"}, at(2, 8) + "Type must be atom\n", ""},
+      {{"(cdef t_real x 1)"}, at(2, 7) + "Type must be t_date or t_span\n", ""},
+      {{"(cdef t_date 5 (v_date 1))"}, at(2, 7) + "Malformed lhs of 'cdef'\n", ""},
+      {{"(cdef t_date d (v_date 1))", "(cdef t_span s d)"}, at(3, 7) + "cdef: type mismatch\n", ""},
+      // A cdef sees only the cdefs before it.
+      {{"(cdef t_date a b)", "(cdef t_date b (v_date 1))"},
+       at(2, 16) + "verifyCExpr: Unknown variable\n", "b\n"},
+  };
   for (const Fault& f : faults) {
     const Cell* statements = script(f.lines);
     Outcome o = run_fatal([&] { runPasses(statements); });
@@ -74,46 +80,10 @@ void expectFaults(const std::vector<Fault>& faults) {
   }
 }
 
-TEST(StatementsDeathTest, FaultsReportedAtTheirCell) {
-  expectFaults({
-      {{"(define (f) 1)", "(frobnicate 1)"}, at(3, 2) + "Unknown statement type\n", ""},
-      {{"((define) 1)"}, at(2, 3) + "Unknown statement type\n", ""},
-      {{"(\"define\" 1)"}, at(2, 3) + "Unknown statement type\n", ""},
-      // The kind check runs over the whole list before any other check.
-      {{"(define (f) y)", "(Define (g) 1)"}, at(3, 2) + "Unknown statement type\n", ""},
-      {{"(define (f) 1)", "x"}, at(3, 1) + "head of non-cons\n", "x\n"},
-      {{"(define x 1)"}, at(2, 9) + "Malformed value lhs\n", ""},
-      {{"(define (f x))"}, at(2, 10) + "Value definitions take two arguments\n", ""},
-      {{"(define (f x) x 1)"}, at(2, 10) + "Value definitions take two arguments\n", ""},
-      {{"(define (f x 1 \"y\") x)"},
-       at(2, 14) + "First argument of value def must be list of symbols\n",
-       ""},
-      {{"(define (f x) y)"}, at(2, 15) + "Unbound symbol\n", "\ny\n"},
-      {{"(define (g) (f 1))", "(define (f x) x)"},
-       at(2, 14) + "verifyCompoundExpression: Unknown operator\n",
-       "\n(f 1)\n"},
-      {{"(define (f) (f))"}, at(2, 14) + "verifyCompoundExpression: Unknown operator\n", "\n(f)\n"},
-      {{"(cdef t_date)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
-      {{"(cdef t_date x 1 2)"}, at(2, 7) + "'cdef' takes three arguments\n", ""},
-      {{"(cdef (t_date) x 1)"}, at(2, 8) + "Type must be atom\n", ""},
-      {{"(cdef \"t_date\" x 1)"}, at(2, 8) + "Type must be atom\n", ""},
-      {{"(cdef t_real x 1)"}, at(2, 7) + "Type must be t_date or t_span\n", ""},
-      {{"(cdef t_date 5 (v_date 1))"}, at(2, 7) + "Malformed lhs of 'cdef'\n", ""},
-      {{"(cdef t_date d (v_date 1))", "(cdef t_span s d)"}, at(3, 7) + "cdef: type mismatch\n", ""},
-      {{"(cdef t_date d 1)"}, at(2, 7) + "cdef: type mismatch\n", ""},
-      // A cdef sees only the cdefs before it.
-      {{"(cdef t_date a b)", "(cdef t_date b (v_date 1))"},
-       at(2, 16) + "verifyCExpr: Unknown variable\n",
-       "b\n"},
-  });
-}
-
 // Faults at an empty list, whose position lies in talvon's own source.
 TEST(StatementsDeathTest, FaultsAtTheEmptyListEndingAStatement) {
   struct Case {
-    std::string line;
-    std::string message;
-    std::string out;
+    std::string line, message, out;
   } cases[] = {
       {"()", "head of non-cons", "()\n"},
       {"(define)", "Value definitions take two arguments", ""},
@@ -137,8 +107,7 @@ void* passLongList(void* result) {
     text += "(define (f" + std::to_string(i) + " x) (list x " + std::to_string(i) + "))\n";
   }
   text += "(window))";
-  Model m = runPasses(parse(text.c_str()));
-  *static_cast<const Cell**>(result) = m.defs;
+  *static_cast<const Cell**>(result) = runPasses(parse(text.c_str())).defs;
   return nullptr;
 }
 

@@ -43,22 +43,20 @@ TEST(ChildProcessTest, GivesTheExitStatusAndSharesTheStandardStreams) {
       {"exit 7", "[started=1 status=7]\n", ""},
       {"echo out; echo err >&2; exit 255", "out\n[started=1 status=255]\n", "err\n"},
       {"kill -TERM $$", "[started=1 status=143]\n", ""},
+      // Only the standard streams are inherited.
+      {"if [ -e /proc/self/fd/9 ]; then echo leaked; fi", "[started=1 status=0]\n", ""},
   };
   for (const Case& c : cases) {
-    Outcome o = run_shell(c.line);
+    Outcome o = run_fatal([&] {
+      dup2(1, 9);
+      printf("before ");
+      ChildExit e = run_child({"sh", "-c", c.line});
+      printf("[started=%d status=%d]\n", e.started, e.status);
+    });
     EXPECT_EQ(o.status, 0) << c.line;
-    EXPECT_EQ(o.out, c.out) << c.line;
+    EXPECT_EQ(o.out, "before " + c.out) << c.line;
     EXPECT_EQ(o.err, c.err) << c.line;
   }
-}
-
-TEST(ChildProcessTest, OutputWrittenBeforeTheChildComesFirst) {
-  Outcome o = run_fatal([] {
-    printf("before ");
-    run_child({"sh", "-c", "echo child"});
-    printf("after\n");
-  });
-  EXPECT_EQ(o.out, "before child\nafter\n");
 }
 
 TEST(ChildProcessTest, AProgramThatCannotStartIsReportedWithItsReason) {
@@ -95,22 +93,11 @@ TEST(ChildProcessDeathTest, FailedStartEndsThroughTheSystemErrorExit) {
   EXPECT_EQ(o.err, "");
 }
 
-TEST(ChildProcessTest, InheritsOnlyTheStandardStreams) {
-  TempDir dir;
-  int plain = open(dir.file("a").c_str(), O_WRONLY | O_CREAT, 0600);
-  ASSERT_GE(plain, 3);
-  std::string fd = std::to_string(plain);
-  Outcome o = run_shell("if [ -e /proc/self/fd/" + fd + " ]; then echo leaked; fi");
-  close(plain);
-  EXPECT_EQ(o.out, "[started=1 status=0]\n");
-}
-
 TEST(ChildProcessTest, RestoresTheDefaultBrokenPipeSignal) {
   // talvon ignores SIGPIPE for its progress channel; its children must not.
   Outcome o = run_fatal([] {
     signal(SIGPIPE, SIG_IGN);
-    ChildExit e = run_child({"sh", "-c", "grep SigIgn /proc/self/status"});
-    (void)e;
+    run_child({"sh", "-c", "grep SigIgn /proc/self/status"});
   });
   ASSERT_EQ(o.out.substr(0, 7), "SigIgn:");
   unsigned long long mask = std::stoull(o.out.substr(8), nullptr, 16);
@@ -124,30 +111,26 @@ TEST(ChildProcessTest, RaisesTheStackLimitOnlyWhenAsked) {
       (mine.rlim_max != RLIM_INFINITY && mine.rlim_max < CALCULATION_STACK_BYTES)) {
     GTEST_SKIP() << "the stack limit here cannot show the raise";
   }
-  std::string own = std::to_string(mine.rlim_cur / 1024);
-  EXPECT_EQ(run_shell("ulimit -s").out, own + "\n[started=1 status=0]\n");
+  std::string own = std::to_string(mine.rlim_cur / 1024) + "\n[started=1 status=0]\n";
+  EXPECT_EQ(run_shell("ulimit -s").out, own);
   EXPECT_EQ(run_shell("ulimit -s", CALCULATION_STACK_BYTES).out, "97656\n[started=1 status=0]\n");
-  // A limit that is already higher is left alone.
-  EXPECT_EQ(run_shell("ulimit -s", 1024).out, own + "\n[started=1 status=0]\n");
-  // The parent's own limit does not change.
+  EXPECT_EQ(run_shell("ulimit -s", 1024).out, own);  // a higher limit is left alone
   struct rlimit after;
   ASSERT_EQ(getrlimit(RLIMIT_STACK, &after), 0);
   EXPECT_EQ(after.rlim_cur, mine.rlim_cur);
 }
 
-TEST(CompatIncludeTest, FindsTheHeaderInTheBuildTreeFirst) {
+TEST(CompatIncludeTest, FindsTheHeaderInTheBuildTreeThenInAnInstallTree) {
   std::string dir = compat_include_dir_near(talvon_dir());
   EXPECT_EQ(dir, talvon_dir() + "/include");
   EXPECT_EQ(read_file(dir + "/windows.h"),
             read_file(std::string(TALVON_SOURCE_DIR) + "/platform/compat/windows.h"));
-}
 
-TEST(CompatIncludeTest, FindsTheHeaderInAnInstallTree) {
-  TempDir dir;
-  std::filesystem::create_directories(dir.file("bin"));
-  std::filesystem::create_directories(dir.file("share/talvon/include"));
-  write_file(dir.file("share/talvon/include/windows.h"), "");
-  EXPECT_EQ(compat_include_dir_near(dir.file("bin")), dir.file("bin/../share/talvon/include"));
+  TempDir tree;
+  std::filesystem::create_directories(tree.file("bin"));
+  std::filesystem::create_directories(tree.file("share/talvon/include"));
+  write_file(tree.file("share/talvon/include/windows.h"), "");
+  EXPECT_EQ(compat_include_dir_near(tree.file("bin")), tree.file("bin/../share/talvon/include"));
 }
 
 TEST(CompatIncludeDeathTest, NoHeaderEndsTheRun) {
@@ -158,69 +141,7 @@ TEST(CompatIncludeDeathTest, NoHeaderEndsTheRun) {
   EXPECT_EQ(o.err, "windows.h for tcc not found\n");
 }
 
-TEST(CompatIncludeTest, ExecutableDirIsThatOfTheRunningProgram) {
-  std::string dir = executable_dir();
-  EXPECT_TRUE(std::filesystem::exists(dir + "/talvon_tests")) << dir;
-}
-
-TEST(CompatIncludeTest, CompilerCommandLine) {
-  std::vector<std::string> expected = {"tcc",        "-I/x/include", "-o",
-                                       "../bin/tmp", "../bin/tx",    "-lm"};
-  EXPECT_EQ(tcc_command("/x/include", "../bin/tmp", "../bin/tx"), expected);
-}
-
-// The calculation program's own error exit and connection code, as it
-// stands in its text, around a body given by each test.
-const char* const PROLOGUE =
-    "#include <stdio.h>\n"
-    "#include <stdlib.h>\n"
-    "#include <math.h>\n"
-    "#include <windows.h>\n"
-    "\n"
-    "void ErrorExit(char *msg){\n"
-    "  LPVOID emsg;\n"
-    "  DWORD dw=GetLastError();\n"
-    "  FormatMessage(\n"
-    "    FORMAT_MESSAGE_ALLOCATE_BUFFER | \n"
-    "    FORMAT_MESSAGE_FROM_SYSTEM |\n"
-    "    FORMAT_MESSAGE_IGNORE_INSERTS,\n"
-    "    NULL,\n"
-    "    dw,\n"
-    "    MAKELANGID(LANG_NEUTRAL,SUBLANG_DEFAULT),\n"
-    "    (LPTSTR)&emsg,\n"
-    "    0,\n"
-    "    NULL );\n"
-    "  fprintf(stderr,\"%s: %s\\n\",msg,(char *)emsg);\n"
-    "  ExitProcess(dw);}\n"
-    "\n"
-    "void xmit(HANDLE fd,void *buf,int size){\n"
-    "  if(WriteFile(fd,buf,size,NULL,NULL)) return;\n"
-    "  ErrorExit(\"tmp: WriteFile failed\");}\n"
-    "\n"
-    "void xmit_int(HANDLE fd,int value){\n"
-    "  xmit(fd,&value,sizeof(value));}\n"
-    "\n"
-    "void xmit_double(HANDLE fd,double value){\n"
-    "  xmit(fd,&value,sizeof(value));}\n"
-    "\n";
-
-// Builds `text` with tcc in `dir` as the compiler sees it: source tx,
-// program tmp, the include directory of the build tree.
-std::string build(const TempDir& dir, const std::string& text) {
-  write_file(dir.file("tx"), text);
-  std::vector<std::string> command =
-      tcc_command(compat_include_dir_near(talvon_dir()), dir.file("tmp"), dir.file("tx"));
-  Outcome o = run_fatal([&] {
-    ChildExit e = run_child(command);
-    if (!e.started) system_error_exit("tcc: CreateProcess failed");
-    exit(e.status);
-  });
-  EXPECT_EQ(o.status, 0) << o.out << o.err;
-  EXPECT_EQ(o.out + o.err, "");
-  return dir.file("tmp");
-}
-
-Outcome run_built(const std::vector<std::string>& argv, size_t stack_bytes) {
+Outcome run_built(const std::vector<std::string>& argv, size_t stack_bytes = 0) {
   return run_fatal([&] {
     ChildExit e = run_child(argv, stack_bytes);
     if (!e.started) system_error_exit("tmp: CreateProcess failed");
@@ -228,21 +149,16 @@ Outcome run_built(const std::vector<std::string>& argv, size_t stack_bytes) {
   });
 }
 
-const char* const CONNECTED_MAIN =
-    "int main(int argc,char **argv){\n"
-    "  HANDLE fd=CreateFile(\n"
-    "    argv[1],GENERIC_WRITE,0,NULL,OPEN_EXISTING,0,NULL);\n"
-    "  if(fd==INVALID_HANDLE_VALUE){\n"
-    "    ErrorExit(\"tmp: Could not open pipe2\");}\n"
-    "  int i;\n"
-    "  for(i=0;i<atoi(argv[2]);i++){\n"
-    "    xmit_int(fd,1);\n"
-    "    xmit_int(fd,i);\n"
-    "    xmit_int(fd,2);\n"
-    "    xmit_double(fd,0.5*i);}\n"
-    "  CloseHandle(fd);\n"
-    "  printf(\"sent %d\\n\",i);\n"
-    "  return 0;}\n";
+// Builds the C program tests/platform/data/<name> with tcc in `dir` as the
+// compiler sees it: source tx, program tmp, the build tree's include folder.
+std::string build(const TempDir& dir, const std::string& name) {
+  write_file(dir.file("tx"), read_file(TALVON_SOURCE_DIR "/tests/platform/data/" + name));
+  Outcome o = run_built(
+      tcc_command(compat_include_dir_near(talvon_dir()), dir.file("tmp"), dir.file("tx")));
+  EXPECT_EQ(o.status, 0) << o.out << o.err;
+  EXPECT_EQ(o.out + o.err, "");
+  return dir.file("tmp");
+}
 
 std::string record(int tag, int x, int y, double value) {
   std::string bytes;
@@ -253,9 +169,11 @@ std::string record(int tag, int x, int y, double value) {
   return bytes;
 }
 
+// connected_writer.c opens argv[1] and writes argv[2] records (1, i, 2, i/2)
+// with the calculation program's own error exit and connection code.
 TEST(CompatHeaderTest, RecordsReachThePipeWholeAndInOrder) {
   TempDir dir;
-  std::string program = build(dir, std::string(PROLOGUE) + CONNECTED_MAIN);
+  std::string program = build(dir, "connected_writer.c");
   std::string pipe = dir.file("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   // Far more than a pipe buffer holds, so writes block and resume. The
@@ -265,8 +183,7 @@ TEST(CompatHeaderTest, RecordsReachThePipeWholeAndInOrder) {
   Outcome o = run_built(
       {"sh", "-c",
        "cat \"$1\" >\"$2\" & \"$3\" \"$1\" " + std::to_string(count) + "; s=$?; wait; exit $s",
-       "sh", pipe, dir.file("received"), program},
-      0);
+       "sh", pipe, dir.file("received"), program});
   std::string bytes = read_file(dir.file("received"));
   EXPECT_EQ(o.status, 0) << o.err;
   EXPECT_EQ(o.out, "sent 30000\n");
@@ -274,18 +191,12 @@ TEST(CompatHeaderTest, RecordsReachThePipeWholeAndInOrder) {
   for (int i = 0; i < count; i += 997) {
     EXPECT_EQ(bytes.substr(20u * i, 20), record(1, i, 2, 0.5 * i)) << i;
   }
-}
 
-TEST(CompatHeaderTest, WritesToAPlainFile) {
-  TempDir dir;
-  std::string program = build(dir, std::string(PROLOGUE) + CONNECTED_MAIN);
+  // A plain file: OPEN_EXISTING neither creates nor truncates.
   std::string old = "old text that is longer than one record";
   write_file(dir.file("out"), old);
-  Outcome o = run_built({program, dir.file("out"), "1"}, 0);
-  EXPECT_EQ(o.status, 0) << o.err;
-  // OPEN_EXISTING neither creates nor truncates.
-  std::string expected = record(1, 0, 2, 0.0) + old.substr(20);
-  EXPECT_EQ(read_file(dir.file("out")), expected);
+  EXPECT_EQ(run_built({program, dir.file("out"), "1"}).status, 0);
+  EXPECT_EQ(read_file(dir.file("out")), record(1, 0, 2, 0.0) + old.substr(20));
 }
 
 TEST(CompatHeaderTest, ErrorExitGivesTheSystemTextAndCode) {
@@ -295,71 +206,39 @@ TEST(CompatHeaderTest, ErrorExitGivesTheSystemTextAndCode) {
     int status;
   };
   TempDir dir;
-  std::string program = build(dir, std::string(PROLOGUE) + CONNECTED_MAIN);
+  std::string program = build(dir, "connected_writer.c");
   const Case cases[] = {
       {dir.file("no-such-pipe"), "tmp: Could not open pipe2: No such file or directory\n", ENOENT},
       {dir.path, "tmp: Could not open pipe2: Is a directory\n", EISDIR},
       {"/dev/full", "tmp: WriteFile failed: No space left on device\n", ENOSPC},
   };
   for (const Case& c : cases) {
-    Outcome o = run_built({program, c.target, "1"}, 0);
+    Outcome o = run_built({program, c.target, "1"});
     EXPECT_EQ(o.status, c.status) << c.target;
     EXPECT_EQ(o.out, "") << c.target;
     EXPECT_EQ(o.err, c.err) << c.target;
   }
-}
 
-TEST(CompatHeaderTest, AReaderThatQuitsFailsTheWriteInsteadOfKillingTheProgram) {
-  TempDir dir;
-  std::string program = build(dir, std::string(PROLOGUE) + CONNECTED_MAIN);
+  // A reader that quits fails the write instead of killing the program.
   std::string pipe = dir.file("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  // The reader takes 20 bytes and quits while the program still writes.
   Outcome o = run_built(
       {"sh", "-c", "head -c 20 \"$1\" >/dev/null & \"$2\" \"$1\" 1000000; s=$?; wait; exit $s",
-       "sh", pipe, program},
-      0);
+       "sh", pipe, program});
   EXPECT_EQ(o.status, EPIPE);
   EXPECT_EQ(o.err, "tmp: WriteFile failed: Broken pipe\n");
 }
 
 TEST(CompatHeaderTest, FormatMessageIntoACallersBuffer) {
   TempDir dir;
-  std::string program = build(dir,
-                              "#include <stdio.h>\n"
-                              "#include <windows.h>\n"
-                              "int main(){\n"
-                              "  char text[100];\n"
-                              "  char tiny[4];\n"
-                              "  DWORD n=FormatMessage(FORMAT_MESSAGE_FROM_SYSTEM,NULL,2,0,\n"
-                              "    text,sizeof(text),NULL);\n"
-                              "  DWORD m=FormatMessage(FORMAT_MESSAGE_FROM_SYSTEM,NULL,2,0,\n"
-                              "    tiny,sizeof(tiny),NULL);\n"
-                              "  printf(\"%u [%s] %u %d\\n\",n,text,m,MAKELANGID(1,2));\n"
-                              "  return 0;}\n");
-  Outcome o = run_built({program}, 0);
+  Outcome o = run_built({build(dir, "format_message.c")});
   EXPECT_EQ(o.status, 0);
   EXPECT_EQ(o.out, "25 [No such file or directory] 0 2049\n");
 }
 
-// 40 MB of locals: more than the usual 8 MB stack, well within the raised one.
-const char* const LARGE_LOCALS =
-    "#include <stdio.h>\n"
-    "#include <windows.h>\n"
-    "double sum(){\n"
-    "  double a[5000000];\n"
-    "  int i;\n"
-    "  for(i=0;i<5000000;i++) a[i]=i;\n"
-    "  double s=0;\n"
-    "  for(i=0;i<5000000;i++) s+=a[i];\n"
-    "  return s;}\n"
-    "int main(){\n"
-    "  printf(\"%.0f\\n\",sum());\n"
-    "  ExitProcess(3);}\n";
-
 TEST(CompatHeaderTest, LargeLocalsRunWithTheRaisedStack) {
   TempDir dir;
-  std::string program = build(dir, LARGE_LOCALS);
+  std::string program = build(dir, "large_locals.c");
   Outcome o = run_built({program}, CALCULATION_STACK_BYTES);
   EXPECT_EQ(o.status, 3);
   EXPECT_EQ(o.out, "12499997500000\n");
@@ -368,7 +247,7 @@ TEST(CompatHeaderTest, LargeLocalsRunWithTheRaisedStack) {
   ASSERT_EQ(getrlimit(RLIMIT_STACK, &mine), 0);
   if (mine.rlim_cur != RLIM_INFINITY && mine.rlim_cur < 40000000) {
     // Without the raise the same program overflows its stack.
-    EXPECT_EQ(run_built({program}, 0).status, 128 + SIGSEGV);
+    EXPECT_EQ(run_built({program}).status, 128 + SIGSEGV);
   }
 }
 
