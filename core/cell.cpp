@@ -8,9 +8,10 @@
 #include "driver/file_wrappers.h"
 
 // The store: blocks of 65536 cells, each used from its last cell down. An
-// exhausted block is left behind, never freed nor reused; each block links
-// to the one before it so that all of them stay reachable (a leak checker
-// would otherwise report every block but the current one).
+// exhausted block is left behind; each block links to the one before it so
+// that all of them stay reachable (a leak checker would otherwise report
+// every block but the current one). Blocks given back by release_cells wait
+// on the spare list and are used again before any new one is allocated.
 static constexpr int BLOCK_CELLS = 65536;
 
 struct Block {
@@ -20,10 +21,18 @@ struct Block {
 
 static Block* block = nullptr;
 static int free_cells = 0;
+static Block* spare = nullptr;
+
+static Block* next_block() {
+  if (spare == nullptr) return static_cast<Block*>(allocate("malloc(cells)", sizeof(Block)));
+  Block* reused = spare;
+  spare = spare->previous;
+  return reused;
+}
 
 static Cell* make_cell(CellTag tag, int32_t line, int32_t character, const char* file) {
   if (free_cells == 0) {
-    Block* fresh = static_cast<Block*>(allocate("malloc(cells)", sizeof(Block)));
+    Block* fresh = next_block();
     fresh->previous = block;
     block = fresh;
     free_cells = BLOCK_CELLS;
@@ -34,6 +43,20 @@ static Cell* make_cell(CellTag tag, int32_t line, int32_t character, const char*
   c->character = character;
   c->file = file;
   return c;
+}
+
+CellMark mark_cells() {
+  return CellMark{block, free_cells};
+}
+
+void release_cells(CellMark mark) {
+  while (block != mark.block) {
+    Block* released = block;
+    block = released->previous;
+    released->previous = spare;
+    spare = released;
+  }
+  free_cells = mark.free_cells;
 }
 
 const char* own_file(const Here& here) {
@@ -165,9 +188,16 @@ const Cell* zero_at(const Cell* where) {
   return integer_at(0, where);
 }
 
+// Outside the store, so that no release of cells can take it back.
 const Cell* truth() {
-  static const Cell* shared = integer_source(0, 0, 0, "");
-  return shared;
+  static const Cell shared = [] {
+    Cell c{};
+    c.tag = CellTag::integer;
+    c.file = "";
+    c.whole = 0;
+    return c;
+  }();
+  return &shared;
 }
 
 const Cell* boolean(int flag, Here here) {
