@@ -22,3 +22,8 @@ void scrambleIndices(int* indices, int n);
 // Scrambles the identifier `name` of n characters in place. Equal names give
 // equal results; different names of one length never collide.
 void scrambleIdentifier(char* name, int n);
+
+// The same as scrambleIdentifier, from a table of the names scrambled last:
+// a block's names come back on many of its lines. A name found there does
+// not touch the shared generator.
+void scrambleIdentifierRemembered(char* name, int n);
