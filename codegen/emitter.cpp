@@ -46,7 +46,7 @@ static void write_identifier(const char* start, int n, char* out) {
   if (n > IDENTIFIER_LIMIT) die("o: buffer overflow");
   memcpy(out, start, n);
   out[n] = '\0';
-  if (!isKeptIdentifier(out)) scrambleIdentifierRemembered(out, n);
+  compactIdentifier(out, n);
 }
 
 // The compact form of a line is never longer than the line and its closing
@@ -77,7 +77,7 @@ static void write_compact(const char* line) {
       memcpy(text + used, p, n);
       used += n;
       p += n;
-    } else if (strncmp(p, "MONTH_LIMIT", 11) == 0) {
+    } else if (*p == 'M' && strncmp(p, "MONTH_LIMIT", 11) == 0) {
       memcpy(text + used, "1440", 4);
       used += 4;
       p += 11;

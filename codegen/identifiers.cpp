@@ -93,14 +93,18 @@ static constexpr int REMEMBERED_LENGTH = 64;
 struct RememberedName {
   int n;  // 0 while the slot is empty
   char name[REMEMBERED_LENGTH];
-  char scrambled[REMEMBERED_LENGTH];
+  char scrambled[REMEMBERED_LENGTH];  // its compact form
 };
 
 static RememberedName remembered[REMEMBERED_SLOTS];
 
-void scrambleIdentifierRemembered(char* name, int n) {
+static void compactUnremembered(char* name, int n) {
+  if (!isKeptIdentifier(name)) scrambleIdentifier(name, n);
+}
+
+void compactIdentifier(char* name, int n) {
   if (n < 1 || n > REMEMBERED_LENGTH) {
-    scrambleIdentifier(name, n);
+    compactUnremembered(name, n);
     return;
   }
   uint32_t hash = 2166136261u;  // FNV-1a
@@ -112,6 +116,6 @@ void scrambleIdentifierRemembered(char* name, int n) {
   }
   slot.n = n;
   memcpy(slot.name, name, n);
-  scrambleIdentifier(name, n);
+  compactUnremembered(name, n);
   memcpy(slot.scrambled, name, n);
 }
