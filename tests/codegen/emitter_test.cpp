@@ -80,6 +80,9 @@ TEST_F(Emitter, FlattensEachKindOfCell) {
       {"string without quotes", Str("a \"b\" %d"), "a \"b\" %d"},
       {"integer", Int(-42), "-42"},
       {"smallest integer", Int(INT32_MIN), "-2147483648"},
+      {"largest integer", Int(INT32_MAX), "2147483647"},
+      {"zero", Int(0), "0"},
+      {"round integer", Int(1000000), "1000000"},
       {"real 1.5", Real(1.5), "1.500000"},
       {"real 0.1", Real(0.1), "0.100000"},
       {"tiny real", Real(0.0000001), "0.000000"},
@@ -120,6 +123,8 @@ TEST_F(EmitterDeathTest, FlattenOverflow) {
       {"one past", Sym("abcde"), 5},
       {"second atom", list2(Sym("ab"), Sym("cde")), 5},
       {"real", Real(1.5), 8},
+      {"integer", Int(-1234), 5},
+      {"integer after a text", list2(Sym("ab"), Int(100)), 5},
       {"no space", Str(""), 0},
   };
   for (const Case& c : cases) {
@@ -193,6 +198,23 @@ TEST_F(Emitter, CompactLines) {
     writeLine(c.line);
     EXPECT_EQ(written().substr(before), c.text) << c.line;
   }
+}
+
+// Lines longer than a template line come from the socket variant's writer:
+// they are written whole, however long.
+TEST_F(Emitter, CompactLinesOfAnyLength) {
+  compactMode = 1;
+  std::string line = "  ";
+  std::string text;
+  for (int i = 0; i < 400; i++) {
+    std::string name = "prob_" + std::to_string(i);
+    line += name + "+";
+    text += Sc(name) + "+";
+  }
+  line += "MONTH_LIMIT; // end";
+  text += "1440;  ";  // the blank before the comment, then the comment's
+  writeLine(line.c_str());
+  EXPECT_EQ(written(), text);
 }
 
 TEST_F(Emitter, ScrambledNamesAreTheSameAtEveryOccurrence) {
