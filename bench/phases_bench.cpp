@@ -23,7 +23,9 @@
 // within a millisecond or two of work. wait4's ru_maxrss of talvon is the
 // largest of talvon and all its children together and is reported as a
 // check. The size of ../bin/tx is taken when progress 1.0 arrives: compact
-// mode removes the file once tcc has read it.
+// mode removes the file once tcc has read it. So is talvon's own CPU time
+// (user and system, from /proc/PID/stat), the cost of our phases without
+// the noise of other processes on the machine.
 //
 //   phases_bench [--sizes 10,100,1000,10000] [--runs 3] [--large-runs 2]
 //                [--csv PATH] [--build DIR] [--source DIR] [--keep]
