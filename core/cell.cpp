@@ -3,6 +3,10 @@
 #include <cmath>
 #include <cstring>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#endif
+
 #include "core/printer.h"
 #include "driver/diagnostics.h"
 #include "driver/file_wrappers.h"
@@ -30,6 +34,25 @@ static Block* next_block() {
   return reused;
 }
 
+// Under AddressSanitizer released cells are poisoned until they are made
+// again, so a cell kept past its release is reported where it is used.
+static void poison_cells(Cell* cells, int count) {
+#if defined(__SANITIZE_ADDRESS__)
+  ASAN_POISON_MEMORY_REGION(cells, count * sizeof(Cell));
+#else
+  (void)cells;
+  (void)count;
+#endif
+}
+
+static void unpoison_cell(Cell* cell) {
+#if defined(__SANITIZE_ADDRESS__)
+  ASAN_UNPOISON_MEMORY_REGION(cell, sizeof(Cell));
+#else
+  (void)cell;
+#endif
+}
+
 static Cell* make_cell(CellTag tag, int32_t line, int32_t character, const char* file) {
   if (free_cells == 0) {
     Block* fresh = next_block();
@@ -38,6 +61,7 @@ static Cell* make_cell(CellTag tag, int32_t line, int32_t character, const char*
     free_cells = BLOCK_CELLS;
   }
   Cell* c = &block->cells[--free_cells];
+  unpoison_cell(c);
   c->tag = tag;
   c->line = line;
   c->character = character;
@@ -50,12 +74,16 @@ CellMark mark_cells() {
 }
 
 void release_cells(CellMark mark) {
+  int low = free_cells;  // the lowest cell in use in the mark's block
   while (block != mark.block) {
     Block* released = block;
+    poison_cells(released->cells, BLOCK_CELLS);
     block = released->previous;
     released->previous = spare;
     spare = released;
+    low = 0;  // a block was left only once it was full
   }
+  if (block != nullptr) poison_cells(&block->cells[low], mark.free_cells - low);
   free_cells = mark.free_cells;
 }
 
