@@ -24,6 +24,7 @@
 static const char* const PROGRAM_SOURCE = "../bin/tx";
 static const char* const PROGRAM = "../bin/tmp";
 static const char* const BUNDLED_COMPILER = "../share/glib-2.0/cc/tcc";
+static const size_t PROGRAM_BUFFER_BYTES = 1 << 20;
 
 Connection connectionKind(const char* connection) {
   int number = atoi(connection);
@@ -346,6 +347,8 @@ void runCashflowTask(const Cell* portfolio, const Cell* cdefs, const Cell* defs,
   const Cell* value = zeroSurrenderIntensity(eval(portfolio, defs, nil()));
   FILE* file = open_file("fopen(tx)", PROGRAM_SOURCE, "w");
   removeFilesOnExit();
+  // The program runs to hundreds of megabytes: write it in large pieces.
+  setvbuf(file, nullptr, _IOFBF, PROGRAM_BUFFER_BYTES);
   setOutputFile(file);
   emitCalculationProgram(value, cdefs, defs, products, states, connection);
   setOutputFile(stdout);

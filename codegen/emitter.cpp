@@ -1,6 +1,7 @@
 #include "codegen/emitter.h"
 
 #include <cstring>
+#include <vector>
 
 #include "codegen/identifiers.h"
 #include "core/list.h"
@@ -40,15 +41,16 @@ static int is_identifier_char(char c) {
   return is_letter(c) || (c >= '0' && c <= '9') || c == '_';
 }
 
-static void write_identifier(const char* start, int n) {
+// Writes the identifier of n characters at `out`, scrambled unless kept.
+static void write_identifier(const char* start, int n, char* out) {
   if (n > IDENTIFIER_LIMIT) die("o: buffer overflow");
-  char name[IDENTIFIER_LIMIT + 1];
-  memcpy(name, start, n);
-  name[n] = '\0';
-  if (!isKeptIdentifier(name)) scrambleIdentifier(name, n);
-  fwrite(name, 1, n, output);
+  memcpy(out, start, n);
+  out[n] = '\0';
+  compactIdentifier(out, n);
 }
 
+// The compact form of a line is never longer than the line and its closing
+// space, so it is built whole and written at once.
 static void write_compact(const char* line) {
   if (strncmp(line, "#include", 8) == 0) {
     fprintf(output, "%s\n", line);
@@ -57,30 +59,40 @@ static void write_compact(const char* line) {
   if (strncmp(line, "#define", 7) == 0) return;
   const char* p = line;
   while (*p == ' ') p++;
+  size_t size = strlen(p) + 2;
+  char local[LINE_SIZE + 2];
+  std::vector<char> large;
+  char* text = local;
+  if (size > sizeof local) {
+    large.resize(size);
+    text = large.data();
+  }
+  size_t used = 0;
   while (*p != '\0') {
-    if (p[0] == '/' && p[1] == '/') {
-      fputc(' ', output);
-      return;
-    }
+    if (p[0] == '/' && p[1] == '/') break;
     if (*p == '"') {
       // No escapes: the literal ends at the next quote.
       const char* end = strchr(p + 1, '"');
       size_t n = end != nullptr ? end + 1 - p : strlen(p);
-      fwrite(p, 1, n, output);
+      memcpy(text + used, p, n);
+      used += n;
       p += n;
-    } else if (strncmp(p, "MONTH_LIMIT", 11) == 0) {
-      fputs("1440", output);
+    } else if (*p == 'M' && strncmp(p, "MONTH_LIMIT", 11) == 0) {
+      memcpy(text + used, "1440", 4);
+      used += 4;
       p += 11;
     } else if (is_letter(*p)) {
       const char* start = p;
       while (is_identifier_char(*p)) p++;
-      write_identifier(start, static_cast<int>(p - start));
+      int n = static_cast<int>(p - start);
+      write_identifier(start, n, text + used);
+      used += n;
     } else {
-      fputc(*p, output);
-      p++;
+      text[used++] = *p++;
     }
   }
-  fputc(' ', output);
+  text[used++] = ' ';
+  fwrite(text, 1, used, output);
 }
 
 void writeLine(const char* line) {
@@ -96,19 +108,44 @@ void emitLine(int indent, const char* text) {
   writeLine(text);
 }
 
+// The decimal text of a whole number, as "%d" writes it, ending at `end`.
+static char* decimal(int32_t value, char* end) {
+  uint32_t magnitude = value < 0 ? 0u - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
+  do {
+    *--end = static_cast<char>('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  if (value < 0) *--end = '-';
+  return end;
+}
+
+// Copies a text of n characters, as a bounded "%s" would, and gives n.
+static int copy_bounded(const char* text, size_t n, char* buffer, int space) {
+  if (space > 0) {
+    size_t copied = n < static_cast<size_t>(space) ? n : static_cast<size_t>(space) - 1;
+    memcpy(buffer, text, copied);
+    buffer[copied] = '\0';
+  }
+  return static_cast<int>(n);
+}
+
 static int flatten_atom(const Cell* c, char* buffer, int space) {
   size_t size = space > 0 ? static_cast<size_t>(space) : 0;
   int n;
   switch (c->tag) {
     case CellTag::symbol:
     case CellTag::string:
-      n = snprintf(buffer, size, "%s", c->text);
+      n = copy_bounded(c->text, strlen(c->text), buffer, space);
       break;
     case CellTag::integer:
     case CellTag::date:
-    case CellTag::span:
-      n = snprintf(buffer, size, "%d", c->whole);
+    case CellTag::span: {
+      char digits[16];
+      char* end = digits + sizeof digits;
+      char* start = decimal(c->whole, end);
+      n = copy_bounded(start, static_cast<size_t>(end - start), buffer, space);
       break;
+    }
     case CellTag::real:
       n = snprintf(buffer, size, "%f", c->real);
       break;

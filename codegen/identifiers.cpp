@@ -1,5 +1,6 @@
 #include "codegen/identifiers.h"
 
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -32,7 +33,7 @@ int identifierIndex(unsigned char c) {
 
 int isKeptIdentifier(const char* name) {
   for (const char* kept : KEPT) {
-    if (strcmp(name, kept) == 0) return 1;
+    if (kept[0] == name[0] && strcmp(name, kept) == 0) return 1;
   }
   return 0;
 }
@@ -72,8 +73,49 @@ void scrambleIndices(int* b, int n) {
 }
 
 void scrambleIdentifier(char* name, int n) {
-  std::vector<int> indices(n);
+  int local[64];
+  std::vector<int> large;
+  int* indices = local;
+  if (n > 64) {
+    large.resize(n);
+    indices = large.data();
+  }
   for (int i = 0; i < n; i++) indices[i] = identifierIndex(static_cast<unsigned char>(name[i]));
-  scrambleIndices(indices.data(), n);
+  scrambleIndices(indices, n);
   for (int i = 0; i < n; i++) name[i] = IDENTIFIER_ALPHABET[indices[i]];
+}
+
+// Each name has one slot, chosen by its hash; a newer name takes the slot
+// over. Names too long for a slot are scrambled every time.
+static constexpr int REMEMBERED_SLOTS = 4096;
+static constexpr int REMEMBERED_LENGTH = 64;
+
+struct RememberedName {
+  int n;  // 0 while the slot is empty
+  char name[REMEMBERED_LENGTH];
+  char scrambled[REMEMBERED_LENGTH];  // its compact form
+};
+
+static RememberedName remembered[REMEMBERED_SLOTS];
+
+static void compactUnremembered(char* name, int n) {
+  if (!isKeptIdentifier(name)) scrambleIdentifier(name, n);
+}
+
+void compactIdentifier(char* name, int n) {
+  if (n < 1 || n > REMEMBERED_LENGTH) {
+    compactUnremembered(name, n);
+    return;
+  }
+  uint32_t hash = 2166136261u;  // FNV-1a
+  for (int i = 0; i < n; i++) hash = (hash ^ static_cast<unsigned char>(name[i])) * 16777619u;
+  RememberedName& slot = remembered[hash % REMEMBERED_SLOTS];
+  if (slot.n == n && memcmp(slot.name, name, n) == 0) {
+    memcpy(name, slot.scrambled, n);
+    return;
+  }
+  slot.n = n;
+  memcpy(slot.name, name, n);
+  compactUnremembered(name, n);
+  memcpy(slot.scrambled, name, n);
 }

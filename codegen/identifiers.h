@@ -22,3 +22,10 @@ void scrambleIndices(int* indices, int n);
 // Scrambles the identifier `name` of n characters in place. Equal names give
 // equal results; different names of one length never collide.
 void scrambleIdentifier(char* name, int n);
+
+// The identifier `name`, a C string of n characters, as compact mode writes
+// it, in place:
+// a kept name as it is, any other scrambled. The names written last are
+// remembered with their compact form, since a block's names come back on
+// many of its lines; a name found there does not touch the shared generator.
+void compactIdentifier(char* name, int n);

@@ -284,8 +284,11 @@ void emitMainDeclarations(const Cell* records, const Cell* cdefs, const Cell* de
     const Cell* record = r->pair.head;
     send_progress(declarationProgress(++k, n));
     if (getsNoCode(record)) continue;
+    // The names made for a record's lines are forgotten once written.
+    CellMark mark = mark_cells();
     emitStateDeclarations(record, defs);
     if (stateCount(record) > mostStates) mostStates = stateCount(record);
+    release_cells(mark);
   }
 
   emitLine(2, "// temporary probabilities");
@@ -368,7 +371,10 @@ void emitMonthBody(int indent, const Cell* records, const Cell* cdefs, const Cel
   for (const Cell* r = orderByExpiry(records, cdefs, defs); is_cons(r); r = r->pair.tail) {
     send_progress(monthBodyProgress(++k, n));
     if (getsNoCode(r->pair.head)) continue;
+    // A block's C texts, names and terms are forgotten once written.
+    CellMark mark = mark_cells();
     emitRecordBlock(indent, r->pair.head, cdefs, defs);
+    release_cells(mark);
   }
 }
 

@@ -3,14 +3,19 @@
 #include <cmath>
 #include <cstring>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#endif
+
 #include "core/printer.h"
 #include "driver/diagnostics.h"
 #include "driver/file_wrappers.h"
 
 // The store: blocks of 65536 cells, each used from its last cell down. An
-// exhausted block is left behind, never freed nor reused; each block links
-// to the one before it so that all of them stay reachable (a leak checker
-// would otherwise report every block but the current one).
+// exhausted block is left behind; each block links to the one before it so
+// that all of them stay reachable (a leak checker would otherwise report
+// every block but the current one). Blocks given back by release_cells wait
+// on the spare list and are used again before any new one is allocated.
 static constexpr int BLOCK_CELLS = 65536;
 
 struct Block {
@@ -20,20 +25,66 @@ struct Block {
 
 static Block* block = nullptr;
 static int free_cells = 0;
+static Block* spare = nullptr;
+
+static Block* next_block() {
+  if (spare == nullptr) return static_cast<Block*>(allocate("malloc(cells)", sizeof(Block)));
+  Block* reused = spare;
+  spare = spare->previous;
+  return reused;
+}
+
+// Under AddressSanitizer released cells are poisoned until they are made
+// again, so a cell kept past its release is reported where it is used.
+static void poison_cells(Cell* cells, int count) {
+#if defined(__SANITIZE_ADDRESS__)
+  ASAN_POISON_MEMORY_REGION(cells, count * sizeof(Cell));
+#else
+  (void)cells;
+  (void)count;
+#endif
+}
+
+static void unpoison_cell(Cell* cell) {
+#if defined(__SANITIZE_ADDRESS__)
+  ASAN_UNPOISON_MEMORY_REGION(cell, sizeof(Cell));
+#else
+  (void)cell;
+#endif
+}
 
 static Cell* make_cell(CellTag tag, int32_t line, int32_t character, const char* file) {
   if (free_cells == 0) {
-    Block* fresh = static_cast<Block*>(allocate("malloc(cells)", sizeof(Block)));
+    Block* fresh = next_block();
     fresh->previous = block;
     block = fresh;
     free_cells = BLOCK_CELLS;
   }
   Cell* c = &block->cells[--free_cells];
+  unpoison_cell(c);
   c->tag = tag;
   c->line = line;
   c->character = character;
   c->file = file;
   return c;
+}
+
+CellMark mark_cells() {
+  return CellMark{block, free_cells};
+}
+
+void release_cells(CellMark mark) {
+  int low = free_cells;  // the lowest cell in use in the mark's block
+  while (block != mark.block) {
+    Block* released = block;
+    poison_cells(released->cells, BLOCK_CELLS);
+    block = released->previous;
+    released->previous = spare;
+    spare = released;
+    low = 0;  // a block was left only once it was full
+  }
+  if (block != nullptr) poison_cells(&block->cells[low], mark.free_cells - low);
+  free_cells = mark.free_cells;
 }
 
 const char* own_file(const Here& here) {
@@ -165,9 +216,16 @@ const Cell* zero_at(const Cell* where) {
   return integer_at(0, where);
 }
 
+// Outside the store, so that no release of cells can take it back.
 const Cell* truth() {
-  static const Cell* shared = integer_source(0, 0, 0, "");
-  return shared;
+  static const Cell shared = [] {
+    Cell c{};
+    c.tag = CellTag::integer;
+    c.file = "";
+    c.whole = 0;
+    return c;
+  }();
+  return &shared;
 }
 
 const Cell* boolean(int flag, Here here) {
@@ -197,7 +255,7 @@ int is_date(const Cell* c) { return c->tag == CellTag::date; }
 int is_span(const Cell* c) { return c->tag == CellTag::span; }
 
 int is_symbol_named(const Cell* c, const char* text) {
-  return is_symbol(c) && strcmp(c->text, text) == 0;
+  return is_symbol(c) && c->text[0] == text[0] && strcmp(c->text, text) == 0;
 }
 
 int is_string_equal(const Cell* c, const char* text) {
@@ -274,7 +332,8 @@ int equal(const Cell* a, const Cell* b) {
         continue;
       case CellTag::symbol:
       case CellTag::string:
-        return strcmp(a->text, b->text) == 0;
+        // Names made from one literal share their text.
+        return a->text == b->text || (a->text[0] == b->text[0] && strcmp(a->text, b->text) == 0);
       case CellTag::integer:
         return a->whole == b->whole;
       case CellTag::real:

@@ -38,6 +38,19 @@ struct Cell {
   };
 };
 
+// A place in the store. Cells made after a mark are scratch when nothing
+// made since is kept: release_cells gives them all back at once, so a
+// generator that makes thousands of cells per policy for text it writes and
+// forgets keeps its memory flat. Any cell made after the mark is invalid
+// once released; marks are released innermost first.
+struct Block;
+struct CellMark {
+  Block* block;
+  int free_cells;
+};
+CellMark mark_cells();
+void release_cells(CellMark mark);
+
 // Flags of the system's own code.
 constexpr int TRUE = 1;
 constexpr int FALSE = 0;

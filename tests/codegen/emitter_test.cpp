@@ -75,6 +75,9 @@ TEST_F(Emitter, FlattensEachKindOfCell) {
       {"string without quotes", Str("a \"b\" %d"), "a \"b\" %d"},
       {"integer", Int(-42), "-42"},
       {"smallest integer", Int(INT32_MIN), "-2147483648"},
+      {"largest integer", Int(INT32_MAX), "2147483647"},
+      {"zero", Int(0), "0"},
+      {"round integer", Int(1000000), "1000000"},
       {"real 1.5", Real(1.5), "1.500000"},
       {"just below half a millionth", Real(0.00000049), "0.000000"},
       {"negative real", Real(-2.25), "-2.250000"},
@@ -106,6 +109,7 @@ TEST_F(EmitterDeathTest, FlattenFillsTheSpaceExactlyOrOverflows) {
       {Sym("abcd"), 5, "abcd"},  {list2(Sym("ab"), Sym("cd")), 5, "abcd"}, {Nil(), 0, ""},
       {Sym("abcde"), 5, nullptr}, {list2(Sym("ab"), Sym("cde")), 5, nullptr},
       {Real(1.5), 8, nullptr},   {Str(""), 0, nullptr},
+      {Int(-1234), 5, nullptr},  {list2(Sym("ab"), Int(100)), 5, nullptr},
   };
   for (const Case& c : cases) {
     if (c.text) {
@@ -170,6 +174,33 @@ TEST_F(Emitter, CompactLines) {
     writeLine(c.line);
     EXPECT_EQ(written().substr(before), c.text) << c.line;
   }
+}
+
+// Lines longer than a template line come from the socket variant's writer:
+// they are written whole, however long.
+TEST_F(Emitter, CompactLinesOfAnyLength) {
+  compactMode = 1;
+  std::string line = "  ";
+  std::string text;
+  for (int i = 0; i < 400; i++) {
+    std::string name = "prob_" + std::to_string(i);
+    line += name + "+";
+    text += Sc(name) + "+";
+  }
+  line += "MONTH_LIMIT; // end";
+  text += "1440;  ";  // the blank before the comment, then the comment's
+  writeLine(line.c_str());
+  EXPECT_EQ(written(), text);
+}
+
+TEST_F(Emitter, ScrambledNamesAreTheSameAtEveryOccurrence) {
+  compactMode = 1;
+  emitLine(0, "reserve=cashflow;");
+  emitLine(8, "cashflow=reserve*yield;");
+  std::string r = Sc("reserve"), c = Sc("cashflow"), y = Sc("yield");
+  EXPECT_EQ(written(), r + "=" + c + "; " + c + "=" + r + "*" + y + "; ");
+  EXPECT_EQ(r.size(), 7u);
+  EXPECT_NE(r, "reserve");
 }
 
 TEST_F(Emitter, CompactProgramIsItsIncludesAndOneLine) {

@@ -90,4 +90,36 @@ TEST_F(Identifiers, EqualLengthNamesNeverCollide) {
   }
 }
 
+// The remembered form of a name is the one scrambling gives, also after
+// other names have taken its slot, and kept names stay as they are.
+TEST_F(Identifiers, CompactIdentifiersAreKeptOrScrambled) {
+  std::vector<std::string> names = {"t", "e2", "double", "main", "prob_alive_to_dead",
+                                    "prob_product_12_state_3", std::string(64, 'a'),
+                                    std::string(65, 'b'), std::string(999, 'c')};
+  for (int i = 0; i < 10000; i++) names.push_back("prob_product_" + std::to_string(i));
+  for (int pass = 0; pass < 2; pass++) {
+    for (const std::string& name : names) {
+      std::string compact = name;
+      compactIdentifier(compact.data(), static_cast<int>(compact.size()));
+      std::string want = isKeptIdentifier(name.c_str()) ? name : scrambled(name);
+      ASSERT_EQ(compact, want) << name << " in pass " << pass;
+    }
+  }
+}
+
+TEST_F(Identifiers, ARememberedNameLeavesTheGeneratorAlone) {
+  std::string name = "weight_married";
+  compactIdentifier(name.data(), static_cast<int>(name.size()));
+  crt_srand(99);
+  int expected = crt_rand();
+  crt_srand(99);
+  name = "weight_married";
+  compactIdentifier(name.data(), static_cast<int>(name.size()));
+  EXPECT_EQ(name, scrambled("weight_married"));
+  crt_srand(99);
+  name = "weight_married";
+  compactIdentifier(name.data(), static_cast<int>(name.size()));
+  EXPECT_EQ(crt_rand(), expected);
+}
+
 }  // namespace

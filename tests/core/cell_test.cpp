@@ -71,6 +71,43 @@ TEST(CellStoreTest, BlocksHold65536CellsAndOldCellsStayValid) {
   EXPECT_STREQ(symbol_name(next), "next");
 }
 
+// Cells made after a mark are made again at the same places once released,
+// across blocks; older cells keep their values, and truth, outside the
+// store, outlives any release.
+TEST(CellStoreTest, ReleasedCellsAreMadeAgain) {
+  const Cell* older = integer_source(7, 1, 1, SRC);
+  CellMark mark = mark_cells();
+  const Cell* first = integer_source(1, 1, 1, SRC);
+  const Cell* t = truth();
+  const int count = 3 * 65536 + 5;
+  const Cell* last = first;
+  for (int i = 0; i < count; i++) last = symbol_source("scratch", 2, 1, SRC);
+  release_cells(mark);
+  EXPECT_EQ(integer_source(2, 1, 1, SRC), first);
+  const Cell* again = first;
+  for (int i = 0; i < count; i++) again = integer_source(i, 3, 1, SRC);
+  EXPECT_EQ(again, last) << "the released blocks serve again in the same order";
+  EXPECT_EQ(integer_value(older), 7);
+  EXPECT_EQ(truth(), t);
+  EXPECT_EQ(integer_value(truth()), 0);
+}
+
+TEST(CellStoreTest, MarksNestAndReleaseInnermostFirst) {
+  CellMark outer = mark_cells();
+  const Cell* made_first = integer_source(0, 1, 1, SRC);
+  const Cell* kept = list2(symbol_source("a", 1, 1, SRC), integer_source(1, 1, 2, SRC));
+  CellMark inner = mark_cells();
+  const Cell* scratch = cons(kept, kept);
+  for (int i = 0; i < 70000; i++) cons(kept, kept);
+  release_cells(inner);
+  EXPECT_EQ(length(kept), 2);
+  EXPECT_STREQ(symbol_name(first(kept)), "a");
+  EXPECT_EQ(integer_value(second(kept)), 1);
+  EXPECT_EQ(integer_source(5, 1, 1, SRC), scratch) << "the inner scratch is made again";
+  release_cells(outer);
+  EXPECT_EQ(symbol_source("b", 1, 1, SRC), made_first) << "and then the outer";
+}
+
 #if !defined(__SANITIZE_ADDRESS__)
 TEST(CellStoreDeathTest, FailedBlockNamesItsLabel) {
   Outcome o = run_fatal([] {

@@ -1,0 +1,550 @@
+// The phase benchmark: values random portfolios of the second kind (seven
+// products and a surrender product per policy) of growing size with the
+// bundled pension model under `talvon server`, and times the four phases of
+// each valuation from the outside, as the front end sees them:
+//
+//   read+check  start of talvon .. its first progress record (0.0)
+//   write       first progress record .. progress 1.0 (the program is written)
+//   compile     1.0 .. 2.0 (tcc has built ../bin/tmp)
+//   run         2.0 .. talvon's exit (the calculation program has run)
+//
+// The first progress record is sent once the scripts are read, the five
+// passes have checked them, the portfolio is evaluated and the policy
+// product records are built; the prologue and the basis functions, written
+// before it, are a fixed few kilobytes. So "read+check" is everything before
+// the per-policy writing starts, and the four phases add up to the whole run.
+//
+// Memory is sampled from /proc while talvon runs: talvon's own VmHWM (its
+// high-water mark never falls, so the last sample is exact), and the VmHWM
+// of its children, tcc and the calculation program tmp, found through
+// /proc/PID/task/*/children (talvon forks them from its large-stack thread).
+// A child is sampled every poll interval until it exits; whatever it touches
+// in its last interval can be missed, so the child figures are lower bounds
+// within a millisecond or two of work. wait4's ru_maxrss of talvon is the
+// largest of talvon and all its children together and is reported as a
+// check. The size of ../bin/tx is taken when progress 1.0 arrives: compact
+// mode removes the file once tcc has read it. So is talvon's own CPU time
+// (user and system, from /proc/PID/stat), the cost of our phases without
+// the noise of other processes on the machine.
+//
+//   phases_bench [--sizes 10,100,1000,10000] [--runs 3] [--large-runs 2]
+//                [--csv PATH] [--build DIR] [--source DIR] [--keep]
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+// How often talvon and its children are sampled while nothing arrives.
+constexpr int POLL_MILLISECONDS = 2;
+
+struct Options {
+  std::vector<int> sizes = {10, 100, 1000, 10000};
+  int runs = 3;
+  int large_runs = 2;  // runs for sizes of 10,000 and more
+  std::string csv;
+  std::string build;
+  std::string source = TALVON_SOURCE_DIR;
+  bool keep = false;
+};
+
+// One valuation, measured.
+struct Run {
+  int policies = 0;
+  int run = 0;
+  double read_s = 0, write_s = 0, compile_s = 0, run_s = 0, total_s = 0;
+  double ours_cpu_s = 0;  // talvon's own CPU time through writing
+  long tx_bytes = -1;
+  long talvon_kib = 0, tcc_kib = 0, program_kib = 0, rusage_kib = 0;
+  int pairs = 0;
+  long records = 0;
+};
+
+[[noreturn]] void fail(const std::string& message) {
+  fprintf(stderr, "phases_bench: %s\n", message.c_str());
+  exit(1);
+}
+
+[[noreturn]] void fail_errno(const std::string& what) {
+  fail(what + ": " + strerror(errno));
+}
+
+double now() {
+  using namespace std::chrono;
+  return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+std::string read_text(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+void write_text(const std::string& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary);
+  out << text;
+  if (!out) fail("cannot write " + path);
+}
+
+// ---- Running the tools ----
+
+// Runs a program in a directory and waits; its standard output is dropped.
+void run_tool(const std::vector<std::string>& argv, const std::string& cwd) {
+  pid_t pid = fork();
+  if (pid < 0) fail_errno("fork");
+  if (pid == 0) {
+    if (chdir(cwd.c_str()) != 0) _exit(126);
+    int null = open("/dev/null", O_WRONLY);
+    dup2(null, 1);
+    std::vector<char*> args;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    execv(args[0], args.data());
+    _exit(127);
+  }
+  int status;
+  if (waitpid(pid, &status, 0) < 0) fail_errno("waitpid");
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) fail(argv[0] + " failed in " + cwd);
+}
+
+void scramble(const Options& o, const std::string& from, const std::string& to) {
+  run_tool({o.build + "/talvon-scramble", from, to}, "/");
+}
+
+// A run directory as talvon expects it: work/ with the scrambled scripts and
+// the basis tables in conf/, bin/ beside it.
+struct RunDir {
+  std::string root, work, bin;
+};
+
+RunDir make_run_dir(const Options& o, const std::string& top, int policies) {
+  RunDir d;
+  d.root = top + "/p" + std::to_string(policies);
+  d.work = d.root + "/work";
+  d.bin = d.root + "/bin";
+  for (const std::string& dir : {d.root, d.work, d.bin, d.work + "/conf"}) {
+    if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) fail_errno("mkdir " + dir);
+  }
+  const char* tables[] = {"dfsa_yield", "dfsa_mortality_female", "dfsa_mortality_improvement_female",
+                          "dfsa_mortality_improvement_male", "dfsa_mortality_male"};
+  for (const char* table : tables) {
+    std::string name = std::string("conf/") + table + ".txt";
+    write_text(d.work + "/" + name, read_text(o.source + "/models/" + name));
+  }
+  return d;
+}
+
+// Writes the random portfolios with the generate task and prepares the
+// scripts of the valuation of the second one.
+void prepare_portfolio(const Options& o, const RunDir& d, int policies) {
+  scramble(o, o.source + "/models/pension/model.tal", d.work + "/m.bin");
+  write_text(d.root + "/empty.tal", "(define (portfolio) (assoc (\"policies\" ())))\n");
+  write_text(d.root + "/generate.tal",
+             "(define (task) (generate " + std::to_string(policies) + " \"a.pf\" \"b.pf\"))\n");
+  write_text(d.root + "/cashflow.tal", "(define (task) (cashflow (portfolio)))\n");
+  scramble(o, d.root + "/empty.tal", d.work + "/e.bin");
+  scramble(o, d.root + "/generate.tal", d.work + "/g.bin");
+  scramble(o, d.root + "/cashflow.tal", d.work + "/r.bin");
+  run_tool({o.build + "/talvon", "exec", "m.bin", "e.bin", "g.bin"}, d.work);
+  scramble(o, d.work + "/b.pf", d.work + "/p.bin");
+}
+
+// ---- Watching a valuation ----
+
+long vm_hwm_kib(pid_t pid, std::string* name) {
+  std::ifstream in("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  long kib = 0;
+  while (std::getline(in, line)) {
+    if (name != nullptr && line.rfind("Name:", 0) == 0) {
+      *name = line.substr(line.find_first_not_of(" \t", 5));
+    } else if (line.rfind("VmHWM:", 0) == 0) {
+      kib = atol(line.c_str() + 6);
+    }
+  }
+  return kib;
+}
+
+// User and system time of a process, its children not counted.
+double cpu_seconds(pid_t pid) {
+  std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  size_t end = text.rfind(')');  // the name may hold blanks
+  if (end == std::string::npos) return 0;
+  std::istringstream fields(text.substr(end + 2));
+  std::string field;
+  double ticks = 0;
+  for (int i = 3; i <= 15 && fields >> field; i++) {
+    if (i == 14 || i == 15) ticks += atof(field.c_str());
+  }
+  return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+// talvon's children, over all its threads.
+std::vector<pid_t> children_of(pid_t pid) {
+  std::vector<pid_t> children;
+  std::string tasks = "/proc/" + std::to_string(pid) + "/task";
+  DIR* dir = opendir(tasks.c_str());
+  if (dir == nullptr) return children;
+  while (struct dirent* entry = readdir(dir)) {
+    if (entry->d_name[0] == '.') continue;
+    std::ifstream in(tasks + "/" + entry->d_name + "/children");
+    pid_t child;
+    while (in >> child) children.push_back(child);
+  }
+  closedir(dir);
+  return children;
+}
+
+void sample_memory(pid_t talvon, Run& r) {
+  r.talvon_kib = std::max(r.talvon_kib, vm_hwm_kib(talvon, nullptr));
+  for (pid_t child : children_of(talvon)) {
+    std::string name;
+    long kib = vm_hwm_kib(child, &name);
+    if (name == "tcc") r.tcc_kib = std::max(r.tcc_kib, kib);
+    if (name == "tmp") r.program_kib = std::max(r.program_kib, kib);
+  }
+}
+
+// The two FIFOs the front end would create, read without blocking. Until
+// its writer comes, a FIFO reads as empty; poll reports a hang-up only once
+// a writer has come and gone.
+struct Channel {
+  int fd = -1;
+  bool hung_up = false;
+  std::string bytes;
+  size_t at = 0;  // first byte not yet decoded
+};
+
+void open_fifo(const std::string& path, Channel& c) {
+  unlink(path.c_str());
+  if (mkfifo(path.c_str(), 0600) != 0) fail_errno("mkfifo " + path);
+  c.fd = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  if (c.fd < 0) fail_errno("open " + path);
+}
+
+// Reads what is there.
+void drain(Channel& c) {
+  char buffer[65536];
+  for (;;) {
+    ssize_t n = read(c.fd, buffer, sizeof buffer);
+    if (n > 0) {
+      c.bytes.append(buffer, static_cast<size_t>(n));
+    } else if (n < 0 && errno == EINTR) {
+      continue;
+    } else {
+      return;
+    }
+  }
+}
+
+// Progress marks as they arrive: first record, 1.0 and 2.0.
+struct Marks {
+  double first = 0, written = 0, compiled = 0;
+  bool ended_in_error = false;
+};
+
+void decode_progress(Channel& c, double t, Marks& m, const RunDir& d, pid_t talvon, Run& r) {
+  while (c.at + 4 <= c.bytes.size()) {
+    int32_t tag;
+    memcpy(&tag, c.bytes.data() + c.at, 4);
+    if (tag == 3) {
+      m.ended_in_error = true;
+      c.at += 4;
+      continue;
+    }
+    if (c.at + 12 > c.bytes.size()) return;
+    double x;
+    memcpy(&x, c.bytes.data() + c.at + 4, 8);
+    c.at += 12;
+    if (m.first == 0) m.first = t;
+    if (x == 1.0) {
+      m.written = t;
+      r.ours_cpu_s = cpu_seconds(talvon);
+      struct stat info;
+      if (stat((d.bin + "/tx").c_str(), &info) == 0) r.tx_bytes = info.st_size;
+    }
+    if (x == 2.0) m.compiled = t;
+  }
+}
+
+// The used account pairs are those of month 0: the first pair that comes
+// again starts month 1.
+void count_results(const Channel& c, Run& r) {
+  const size_t size = 20;
+  r.records = static_cast<long>(c.bytes.size() / size);
+  std::vector<std::pair<int32_t, int32_t>> seen;
+  for (size_t at = 0; at + size <= c.bytes.size(); at += size) {
+    int32_t xy[2];
+    memcpy(xy, c.bytes.data() + at + 4, 8);
+    std::pair<int32_t, int32_t> pair(xy[0], xy[1]);
+    if (std::find(seen.begin(), seen.end(), pair) != seen.end()) break;
+    seen.push_back(pair);
+  }
+  r.pairs = static_cast<int>(seen.size());
+}
+
+pid_t start_server(const Options& o, const RunDir& d, const std::string& progress,
+                   const std::string& result) {
+  pid_t pid = fork();
+  if (pid < 0) fail_errno("fork");
+  if (pid == 0) {
+    if (chdir(d.work.c_str()) != 0) _exit(126);
+    std::string talvon = o.build + "/talvon";
+    execl(talvon.c_str(), talvon.c_str(), "server", "m.bin", "p.bin", "r.bin", progress.c_str(),
+          result.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  return pid;
+}
+
+Run value_once(const Options& o, const RunDir& d, int policies, int number) {
+  Run r;
+  r.policies = policies;
+  r.run = number;
+  Channel progress, result;
+  std::string progress_path = d.root + "/progress", result_path = d.root + "/result";
+  open_fifo(progress_path, progress);
+  open_fifo(result_path, result);
+  Marks m;
+  double start = now();
+  pid_t pid = start_server(o, d, progress_path, result_path);
+  int status = 0;
+  struct rusage usage;
+  for (;;) {
+    struct pollfd fds[2] = {{progress.hung_up ? -1 : progress.fd, POLLIN, 0},
+                            {result.hung_up ? -1 : result.fd, POLLIN, 0}};
+    poll(fds, 2, POLL_MILLISECONDS);
+    if (fds[0].revents & POLLHUP) progress.hung_up = true;
+    if (fds[1].revents & POLLHUP) result.hung_up = true;
+    double t = now();
+    drain(progress);
+    decode_progress(progress, t, m, d, pid, r);
+    drain(result);
+    sample_memory(pid, r);
+    pid_t done = wait4(pid, &status, WNOHANG, &usage);
+    if (done == pid) {
+      r.total_s = now() - start;
+      break;
+    }
+  }
+  drain(progress);
+  decode_progress(progress, now(), m, d, pid, r);
+  drain(result);
+  close(progress.fd);
+  close(result.fd);
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || m.ended_in_error) {
+    fail("talvon server failed for " + std::to_string(policies) + " policies");
+  }
+  if (m.first == 0 || m.written == 0 || m.compiled == 0) fail("progress records missing");
+  r.read_s = m.first - start;
+  r.write_s = m.written - m.first;
+  r.compile_s = m.compiled - m.written;
+  r.run_s = r.total_s - (m.compiled - start);
+  r.rusage_kib = usage.ru_maxrss;
+  count_results(result, r);
+  if (r.pairs == 0 || r.records != 1441L * r.pairs) fail("unexpected result records");
+  return r;
+}
+
+// ---- Reporting ----
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  size_t n = values.size();
+  return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+// The median of every column over the runs of one size.
+Run median_run(const std::vector<Run>& runs) {
+  Run m = runs.front();
+  m.run = 0;
+  auto column = [&](auto field) {
+    std::vector<double> values;
+    for (const Run& r : runs) values.push_back(static_cast<double>(r.*field));
+    return median(values);
+  };
+  m.read_s = column(&Run::read_s);
+  m.write_s = column(&Run::write_s);
+  m.compile_s = column(&Run::compile_s);
+  m.run_s = column(&Run::run_s);
+  m.total_s = column(&Run::total_s);
+  m.ours_cpu_s = column(&Run::ours_cpu_s);
+  m.tx_bytes = static_cast<long>(column(&Run::tx_bytes));
+  m.talvon_kib = static_cast<long>(column(&Run::talvon_kib));
+  m.tcc_kib = static_cast<long>(column(&Run::tcc_kib));
+  m.program_kib = static_cast<long>(column(&Run::program_kib));
+  m.rusage_kib = static_cast<long>(column(&Run::rusage_kib));
+  return m;
+}
+
+double mib(long kib) { return kib / 1024.0; }
+
+const char* const TABLE_HEAD =
+    "| policies | runs | read+check s | write s | compile s | run s | total s | talvon CPU s | "
+    "tx MB | talvon MiB | tcc MiB | program MiB |\n"
+    "|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|\n";
+
+std::string table_row(const Run& m, size_t runs) {
+  char line[512];
+  snprintf(line, sizeof line,
+           "| %d | %zu | %.3f | %.3f | %.3f | %.3f | %.3f | %.2f | %.1f | %.0f | %.0f | %.0f |\n",
+           m.policies, runs, m.read_s, m.write_s, m.compile_s, m.run_s, m.total_s, m.ours_cpu_s,
+           m.tx_bytes / 1e6, mib(m.talvon_kib), mib(m.tcc_kib), mib(m.program_kib));
+  return line;
+}
+
+std::string csv_row(const Run& r, const char* kind) {
+  char line[512];
+  snprintf(line, sizeof line, "%d,%s,%.4f,%.4f,%.4f,%.4f,%.4f,%.2f,%ld,%ld,%ld,%ld,%ld,%d\n",
+           r.policies, kind, r.read_s, r.write_s, r.compile_s, r.run_s, r.total_s, r.ours_cpu_s,
+           r.tx_bytes,
+           r.talvon_kib, r.tcc_kib, r.program_kib, r.rusage_kib, r.pairs);
+  return line;
+}
+
+const char* const CSV_HEAD =
+    "policies,run,read_check_s,write_s,compile_s,run_s,total_s,talvon_cpu_s,tx_bytes,talvon_peak_kib,"
+    "tcc_peak_kib,program_peak_kib,wait4_maxrss_kib,account_pairs\n";
+
+const Run* find_size(const std::vector<Run>& medians, int policies) {
+  for (const Run& m : medians) {
+    if (m.policies == policies) return &m;
+  }
+  return nullptr;
+}
+
+// The goals: our phases for 10,000 policies beat tcc on what they wrote and
+// stay under 2 GiB; they grow at most 12-fold from 1,000 to 10,000.
+std::string goals(const std::vector<Run>& medians) {
+  std::string text;
+  char line[256];
+  const Run* large = find_size(medians, 10000);
+  const Run* small = find_size(medians, 1000);
+  if (large != nullptr) {
+    double ours = large->read_s + large->write_s;
+    snprintf(line, sizeof line, "10000 policies: read+check+write %.3f s vs compile %.3f s: %s\n",
+             ours, large->compile_s, ours < large->compile_s ? "met" : "NOT met");
+    text += line;
+    snprintf(line, sizeof line, "10000 policies: talvon peak %.0f MiB (limit 2048 MiB): %s\n",
+             mib(large->talvon_kib), large->talvon_kib < 2L * 1024 * 1024 ? "met" : "NOT met");
+    text += line;
+  }
+  if (large != nullptr && small != nullptr) {
+    double ratio = (large->read_s + large->write_s) / (small->read_s + small->write_s);
+    snprintf(line, sizeof line, "read+check+write 10000 / 1000 policies: %.2f (limit 12): %s\n",
+             ratio, ratio <= 12 ? "met" : "NOT met");
+    text += line;
+    snprintf(line, sizeof line, "  the same in talvon's CPU time: %.2f\n",
+             large->ours_cpu_s / small->ours_cpu_s);
+    text += line;
+  }
+  return text;
+}
+
+// ---- Command line ----
+
+std::vector<int> parse_sizes(const char* text) {
+  std::vector<int> sizes;
+  std::stringstream in(text);
+  std::string item;
+  while (std::getline(in, item, ',')) {
+    int n = atoi(item.c_str());
+    if (n <= 0) fail("bad size: " + item);
+    sizes.push_back(n);
+  }
+  return sizes;
+}
+
+// The tools run in the run directory, so every path they get is absolute.
+std::string absolute(const char* path) {
+  char resolved[PATH_MAX];
+  if (realpath(path, resolved) == nullptr) fail_errno(std::string("realpath ") + path);
+  return resolved;
+}
+
+std::string directory_of(const char* path) {
+  std::string text = absolute(path);
+  return text.substr(0, text.rfind('/'));
+}
+
+Options parse_options(int argc, char** argv) {
+  Options o;
+  o.build = directory_of("/proc/self/exe");
+  o.build = o.build.substr(0, o.build.rfind('/'));  // the bench programs live in <build>/bench
+  for (int i = 1; i < argc; i++) {
+    std::string arg = argv[i];
+    bool has_value = i + 1 < argc;
+    if (arg == "--sizes" && has_value) o.sizes = parse_sizes(argv[++i]);
+    else if (arg == "--runs" && has_value) o.runs = std::max(1, atoi(argv[++i]));
+    else if (arg == "--large-runs" && has_value) o.large_runs = std::max(1, atoi(argv[++i]));
+    else if (arg == "--csv" && has_value) o.csv = argv[++i];
+    else if (arg == "--build" && has_value) o.build = absolute(argv[++i]);
+    else if (arg == "--source" && has_value) o.source = absolute(argv[++i]);
+    else if (arg == "--keep") o.keep = true;
+    else fail("usage: phases_bench [--sizes 10,100,1000,10000] [--runs N] [--large-runs N] "
+              "[--csv PATH] [--build DIR] [--source DIR] [--keep]");
+  }
+  if (o.csv.empty()) o.csv = o.source + "/bench/results.csv";
+  return o;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options o = parse_options(argc, argv);
+  char top_template[] = "/tmp/talvon-bench-XXXXXX";
+  if (mkdtemp(top_template) == nullptr) fail_errno("mkdtemp");
+  std::string top = top_template;
+  std::string csv = CSV_HEAD;
+  std::vector<Run> medians;
+  std::vector<size_t> counts;
+  for (int policies : o.sizes) {
+    RunDir d = make_run_dir(o, top, policies);
+    prepare_portfolio(o, d, policies);
+    int runs = policies >= 10000 ? o.large_runs : o.runs;
+    std::vector<Run> all;
+    for (int i = 1; i <= runs; i++) {
+      Run r = value_once(o, d, policies, i);
+      fprintf(stderr, "%6d policies, run %d: %.3f + %.3f + %.3f + %.3f s\n", policies, i,
+              r.read_s, r.write_s, r.compile_s, r.run_s);
+      csv += csv_row(r, std::to_string(i).c_str());
+      all.push_back(r);
+    }
+    medians.push_back(median_run(all));
+    counts.push_back(all.size());
+    csv += csv_row(medians.back(), "median");
+  }
+  std::string table = TABLE_HEAD;
+  for (size_t i = 0; i < medians.size(); i++) table += table_row(medians[i], counts[i]);
+  printf("Medians over the runs; tx: the generated program; peaks: VmHWM.\n\n%s\n%s", table.c_str(),
+         goals(medians).c_str());
+  write_text(o.csv, csv);
+  printf("\nwrote %s\n", o.csv.c_str());
+  if (!o.keep) {
+    std::string command = "rm -rf '" + top + "'";
+    if (system(command.c_str()) != 0) fail("cannot remove " + top);
+  } else {
+    printf("kept %s\n", top.c_str());
+  }
+  return 0;
+}
