@@ -3,7 +3,6 @@
 #include "core/reader.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -74,19 +73,13 @@ struct PositionCase {
 TEST(ReaderPositions, CellsCarryLineAndCharacterOfTheirFirstCharacter) {
   const PositionCase cases[] = {
       {"(abc 1)", {}, 1, 2},           // a list takes its first element's place
-      {"(abc 1)", {0}, 1, 2},          // symbol
       {"(abc 1)", {1}, 1, 6},          // integer
       {"(a \"xy\")", {1}, 1, 5},       // string: first character after the quote
       {"(a \"\")", {1}, 1, 5},         // empty string: at its closing quote
-      {"(a 2.5)", {1}, 1, 4},          // real
       {"(a -7)", {1}, 1, 4},           // negative integer: at its sign
-      {"((b) c)", {0}, 1, 3},          // inner list
       {"((b) c)", {}, 1, 3},           // outer list, through its head
       {"(a\nbc)", {1}, 2, 1},          // after a newline: character 1
-      {"(a\n\n   bc)", {1}, 3, 4},
       {"(a\r\nbc)", {1}, 2, 1},        // CR LF: the CR is not counted
-      {"(a\r\n  \"s\")", {1}, 2, 4},
-      {";c\n(a b)", {1}, 2, 4},        // after a comment line
       {"(a ; c\n b)", {1}, 2, 2},
       {"(a \"x\ny\" b)", {2}, 2, 4},   // a newline inside a string counts
       {"(\xc3\xa9 b)", {1}, 1, 5},     // bytes above 127 are one character each
@@ -100,19 +93,6 @@ TEST(ReaderPositions, CellsCarryLineAndCharacterOfTheirFirstCharacter) {
   }
 }
 
-TEST(ReaderPositions, FileCellsCarryThePathAsGiven) {
-  TempDir dir;
-  const Cell* items = read_file_text(dir, "m.tal", "x\r\n(define (f) 1)\n");
-  std::string path = dir.file("m.tal");
-  const Cell* define = second(items);
-  EXPECT_STREQ(first(items)->file, path.c_str());
-  EXPECT_EQ(define->line, 2);
-  EXPECT_EQ(define->character, 2);
-  EXPECT_STREQ(define->file, path.c_str());
-  EXPECT_EQ(third(define)->line, 2);
-  EXPECT_EQ(third(define)->character, 13);
-}
-
 TEST(ReaderPositions, EmptyListsAndListEndsAreMadeByTheReaderItself) {
   const Cell* list = parse("(a ())");
   const Cell* empty = second(list);
@@ -123,9 +103,6 @@ TEST(ReaderPositions, EmptyListsAndListEndsAreMadeByTheReaderItself) {
   EXPECT_TRUE(is_nil(end));
   EXPECT_STREQ(end->file, "core/reader.cpp");
   EXPECT_EQ(end->character, 0);
-  const Cell* none = parse("()");
-  EXPECT_TRUE(is_nil(none));
-  EXPECT_STREQ(none->file, "core/reader.cpp");
 }
 
 // ---- tokens and numbers ----
@@ -136,17 +113,14 @@ TEST(ReaderNumbers, IntegersWrapInThirtyTwoBits) {
     int32_t value;
   } cases[] = {
       {"0", 0},
-      {"42", 42},
       {"007", 7},
       {"-5", -5},
       {"+5", 5},
-      {"-0", 0},
       {"2147483647", INT_MAX},
       {"-2147483648", INT_MIN},
       {"2147483648", INT_MIN},
       {"4294967295", -1},
       {"4294967297", 1},
-      {"-4294967297", -1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -163,14 +137,10 @@ TEST(ReaderNumbers, RealsTakeTheirFractionFromTheLastDigit) {
   } cases[] = {
       {"0.3", 0.30000000000000004},  // 3 * 0.1, not the double nearest 0.3
       {"0.7", 0.7000000000000001},
-      {"1.25", 1.25},
       {"5.", 5.0},
-      {"-5.", -5.0},
-      {"0.5", 0.5},
       {"-0.3", -0.30000000000000004},
       {"-2.5", -2.5},
       {"+1.5", 1.5},
-      {"10.0", 10.0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -178,12 +148,6 @@ TEST(ReaderNumbers, RealsTakeTheirFractionFromTheLastDigit) {
     ASSERT_TRUE(is_real(cell));
     EXPECT_EQ(cell->real, c.value);
   }
-  EXPECT_EQ(parse("0.3")->real, 3 * 0.1);
-  EXPECT_NE(parse("0.3")->real, 0.3);
-  EXPECT_NE(parse("0.7")->real, 0.7);
-}
-
-TEST(ReaderNumbers, AnIntegerPartBeyondThirtyTwoBitsWrapsBeforeTheFraction) {
   // 3000000000 is -1294967296 as a signed 32-bit value.
   EXPECT_EQ(parse("3000000000.5")->real, -1294967296.0 + 0.5);
 }
@@ -199,31 +163,11 @@ TEST(ReaderTokens, SignsAndPointsWithoutADigitAfterTheSignMakeSymbols) {
   }
 }
 
-TEST(ReaderTokens, BytesAboveOneHundredTwentySevenAreOrdinaryInTextsAndFiles) {
-  const char* text = "\xc3\xa9t\xe9\xff";
-  const Cell* cell = parse(text);
-  ASSERT_TRUE(is_symbol(cell));
-  EXPECT_STREQ(cell->text, text);
-  const Cell* string_cell = parse("\"\x80\xff\"");
-  ASSERT_TRUE(is_string(string_cell));
-  EXPECT_STREQ(string_cell->text, "\x80\xff");
-
-  TempDir dir;
-  const Cell* items = read_file_text(dir, "high.tal", "(\xe9 \"\xff\")");
-  EXPECT_STREQ(first(first(items))->text, "\xe9");
-  EXPECT_STREQ(second(first(items))->text, "\xff");
-}
-
-TEST(ReaderTokens, ACarriageReturnIsDroppedWhereverItStands) {
-  const Cell* cell = parse("a\rb");
-  ASSERT_TRUE(is_symbol(cell));
-  EXPECT_STREQ(cell->text, "ab");
-  EXPECT_EQ(parse("\r\r12\r")->whole, 12);
-}
-
 TEST(ReaderTokens, TokensEndAtParenthesesBlanksAndComments) {
   EXPECT_TRUE(equal(parse("(a(b)c;d\n e)"),
                     list4(symbol("a"), list1(symbol("b")), symbol("c"), symbol("e"))));
+  EXPECT_TRUE(equal(parse("(\xe9\r\r \"\x80\xff\" a\rb)"),
+                    list3(symbol("\xe9"), string("\x80\xff"), symbol("ab"))));
   // A quote starts a string only where an item starts.
   EXPECT_TRUE(equal(parse("(\"x\"2 a\"b)"), list3(string("x"), integer(2), symbol("a\"b"))));
 }
@@ -237,7 +181,6 @@ TEST(ReaderStrings, DoubledQuotesStandForOneAndNothingElseEscapes) {
   } cases[] = {
       {"\"\"\"a\"\"\"", "\"a\""},
       {"\"\"", ""},
-      {"\"\"\"\"", "\""},
       {"\"a\\nb\"", "a\\nb"},
       {"\"a\nb\"", "a\nb"},
       {"\"a\r\nb\"", "a\nb"},
@@ -259,7 +202,6 @@ TEST(ReaderLists, NestedListsAndComments) {
       list3(symbol("define"), list2(symbol("f"), symbol("x")),
             list3(symbol("+"), symbol("x"), integer(1)));
   EXPECT_TRUE(equal(read, expected)) << printed(read);
-  EXPECT_TRUE(equal(parse("a ; no newline after the comment"), symbol("a")));
 }
 
 TEST(ReaderLists, LongListsRead) {
@@ -278,12 +220,10 @@ TEST(ReaderLists, LongListsRead) {
 
 TEST(ReaderFiles, StatementsMayStandAloneOrInsideOneOuterList) {
   TempDir dir;
-  const Cell* two = parse("((define (x) 1) (define (y) 2))");
   const struct {
     const char* content;
     const char* expected;
   } cases[] = {
-      {"((define (x) 1) (define (y) 2))", "((define (x) 1) (define (y) 2))"},
       {"(define (x) 1) (define (y) 2)", "((define (x) 1) (define (y) 2))"},
       {"((a) b) (c)", "((a) b)"},  // the first item is unwrapped, the rest dropped
       {"(a) (b)", "((a) (b))"},
@@ -295,18 +235,10 @@ TEST(ReaderFiles, StatementsMayStandAloneOrInsideOneOuterList) {
     const Cell* items = read_file_text(dir, "s.tal", c.content);
     EXPECT_TRUE(equal(items, parse(c.expected))) << printed(items);
   }
-  EXPECT_TRUE(equal(read_file_text(dir, "s.tal", "(define (x) 1) (define (y) 2)"), two));
 
   const Cell* empty = read_file_text(dir, "empty.tal", " ; nothing\n");
   EXPECT_TRUE(is_nil(empty));
   EXPECT_STREQ(empty->file, "core/reader.cpp");
-}
-
-TEST(ReaderFiles, ParseDoesNotUnwrap) {
-  Outcome o = run_fatal([] { parse("((a) b) (c)"); });
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, "string parser: more than one expression found\n");
-  EXPECT_EQ(length(parse("((a) b)")), 2);
 }
 
 // Standard input is read through a child whose descriptor 0 is a file.
@@ -332,84 +264,43 @@ TEST(ReaderFiles, DashReadsStandardInputThenLeavesItOnDevNull) {
   EXPECT_EQ(o.out, "((a 1) (b \"s\"))\n- 2 2\n-1\n/dev/null\n");
 }
 
-TEST(ReaderFiles, DashReadsAPipeToo) {
-  Outcome o = run_fatal([] {
-    int fds[2];
-    if (pipe(fds) != 0 || dup2(fds[0], 0) < 0) _exit(3);
-    close(fds[0]);
-    const char text[] = "((x) y)";
-    if (write(fds[1], text, sizeof text - 1) != static_cast<ssize_t>(sizeof text - 1)) _exit(4);
-    close(fds[1]);
-    print_cell_line(read_source("-"));
-  });
-  EXPECT_EQ(o.status, 0);
-  EXPECT_EQ(o.out, "((x) y)\n");
-}
-
 // ---- scrambled files ----
 
 TEST(ReaderScrambled, SeedIsTheByteSumOfTheBaseName) {
   EXPECT_EQ(scramble_seed("ab"), 97u + 98u);
   EXPECT_EQ(scramble_seed("dir/sub/ab"), 97u + 98u);
-  EXPECT_EQ(scramble_seed("/ab"), 97u + 98u);
   EXPECT_EQ(scramble_seed("dir/"), 0u);
   EXPECT_EQ(scramble_seed("a\\b"), 97u + 92u + 98u);  // a backslash does not separate
-  EXPECT_EQ(scramble_seed("\xff\x80"), 255u + 128u);
 }
 
+// A scrambled file reads back with the positions of its plain text, takes
+// one rand value per byte and none after, and leaves plain mode behind.
 TEST(ReaderScrambled, AFileScrambledUnderItsBaseNameReadsBack) {
   TempDir dir;
   const std::string plain = "; model\r\n(define (x) 0.3)\r\n(define (y) \"q\"\"\")\n";
-  write_file(dir.file("run.bin"), scramble(plain, "run.bin"));
-  ASSERT_NE(read_file(dir.file("run.bin")), plain);
   std::string path = dir.file("run.bin");
+  write_file(path, scramble(plain, "run.bin"));
   const Cell* items = read_scrambled_source(path.c_str());
+  Lcg lcg{byte_sum("run.bin")};
+  for (size_t i = 0; i < plain.size(); i++) lcg.next();
+  EXPECT_EQ(crt_rand(), lcg.next());
   EXPECT_TRUE(equal(items, parse("((define (x) 0.3) (define (y) \"q\"\"\"))"))) << printed(items);
   const Cell* y = second(items);
   EXPECT_EQ(y->line, 3);
   EXPECT_EQ(y->character, 2);
   EXPECT_STREQ(y->file, path.c_str());
-}
-
-TEST(ReaderScrambled, OneRandValuePerByteReadAndNoneAtTheEnd) {
-  TempDir dir;
-  const std::string plain = "(a\r\nb)";
-  write_file(dir.file("ab"), scramble(plain, "ab"));
-  std::string path = dir.file("ab");
-  read_scrambled_source(path.c_str());
-  Lcg lcg{byte_sum("ab")};
-  for (size_t i = 0; i < plain.size(); i++) lcg.next();
-  EXPECT_EQ(crt_rand(), lcg.next());
+  EXPECT_TRUE(equal(read_file_text(dir, "plain.tal", "(p q)"), parse("((p q))")));
 }
 
 TEST(ReaderScrambled, BaseNamesWithTheSameByteSumReadTheSame) {
   TempDir dir;
   const std::string plain = "(policy 1 2.5 \"x\")";
-  const std::string scrambled = scramble(plain, "ad");
-  const char* names[] = {"ad", "bc", "da"};  // 97 + 100 = 98 + 99
-  for (const char* name : names) {
+  for (const char* name : {"ad", "bc", "da"}) {  // 97 + 100 = 98 + 99
     SCOPED_TRACE(name);
-    write_file(dir.file(name), scrambled);
+    write_file(dir.file(name), scramble(plain, "ad"));
     std::string path = dir.file(name);
     EXPECT_TRUE(equal(read_scrambled_source(path.c_str()), list1(parse(plain.c_str()))));
   }
-}
-
-TEST(ReaderScrambled, APathWithDirectoriesUsesOnlyTheBaseName) {
-  TempDir dir;
-  std::string sub = dir.file("bin");
-  ASSERT_EQ(mkdir(sub.c_str(), 0700), 0);
-  std::string path = sub + "/source.bin";
-  write_file(path, scramble("(s 1)", "source.bin"));
-  EXPECT_TRUE(equal(read_scrambled_source(path.c_str()), parse("((s 1))")));
-}
-
-TEST(ReaderScrambled, ScrambledModeEndsWithTheRead) {
-  TempDir dir;
-  write_file(dir.file("x.bin"), scramble("(s)", "x.bin"));
-  std::string path = dir.file("x.bin");
-  read_scrambled_source(path.c_str());
-  EXPECT_TRUE(equal(read_file_text(dir, "plain.tal", "(p q)"), parse("((p q))")));
 }
 
 // ---- messages ----
@@ -433,29 +324,20 @@ void expect_fatal_parse(const FatalCase& c) {
 TEST(ReaderDeathTest, EveryMessageAtItsPosition) {
   const FatalCase cases[] = {
       {"\t", 1, 1, "Invalid character", "Character code=9\n"},
-      {"(a\tb)", 1, 3, "Invalid character", "Character code=9\n"},
       {"a ; tab\tin a comment", 1, 8, "Invalid character", "Character code=9\n"},
       {"\"tab\tin a string\"", 1, 5, "Invalid character", "Character code=9\n"},
       {"a\r\n\x01", 2, 1, "Invalid character", "Character code=1\n"},
-      {"(a\n  \x1f)", 2, 3, "Invalid character", "Character code=31\n"},
-      {")", 1, 1, "unexpected left parenthesis", ""},
       {"(a) )", 1, 5, "unexpected left parenthesis", ""},
-      {",", 1, 1, "unexpected character", ""},
       {"(a , b)", 1, 4, "unexpected character", ""},
       {".", 1, 1, "unexpected character", ""},
       {"(a .5)", 1, 4, "unexpected character", ""},
-      {"(a b", 1, 2, "end of file in list", ""},
       {"x\n  (a (b)", 2, 4, "end of file in list", ""},
       {"(", 1, 1, "end of file in list", ""},     // nothing after it to count
-      {"\"abc", 1, 2, "end of file in string", ""},
       {"(a\n \"x\"\"", 2, 3, "end of file in string", ""},
       {"1x ", 1, 3, "malformed number", ""},      // the character after the token
-      {"(1x)", 1, 4, "malformed number", ""},
       {"1e5 ", 1, 4, "malformed number", ""},
       {"-12a\n", 2, 0, "malformed number", ""},
-      {"1-2 ", 1, 4, "malformed number", ""},
       {"1.2.3 ", 1, 6, "malformed fraction", ""},
-      {"(0.5x)", 1, 6, "malformed fraction", ""},
       {"1.-", 1, 3, "malformed fraction", ""},    // at the end: the last character
   };
   for (const FatalCase& c : cases) expect_fatal_parse(c);
@@ -467,10 +349,9 @@ TEST(ReaderDeathTest, ParseNeedsExactlyOneExpression) {
     const char* err;
   } cases[] = {
       {"", "String parser: no expressions found\n"},
-      {"  \n ; only a comment\n", "String parser: no expressions found\n"},
       {"a b", "string parser: more than one expression found\n"},
-      {"(a)(b)", "string parser: more than one expression found\n"},
       {"\"a\"b", "string parser: more than one expression found\n"},
+      {"((a) b) (c)", "string parser: more than one expression found\n"},  // no unwrapping
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -489,19 +370,6 @@ TEST(ReaderDeathTest, FileMessagesNameThePath) {
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "Character code=9\n");
   EXPECT_EQ(o.err, position(path, 2, 1) + "Invalid character\n");
-}
-
-TEST(ReaderDeathTest, StandardInputMessagesNameTheDash) {
-  TempDir dir;
-  std::string input = dir.file("input.tal");
-  write_file(input, "(a\n(b");
-  Outcome o = run_fatal([&] {
-    int fd = open(input.c_str(), O_RDONLY);
-    if (fd < 0 || dup2(fd, 0) < 0) _exit(3);
-    read_source("-");
-  });
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, position("-", 2, 2) + "end of file in list\n");
 }
 
 TEST(ReaderDeathTest, AMissingFileCannotBeOpened) {
