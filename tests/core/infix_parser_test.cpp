@@ -41,20 +41,17 @@ TEST(InfixShapes, GrammarTable) {
   const ShapeCase cases[] = {
       {"a", "a"},
       {"a(x)", "(a x)"},
-      {"a(x,y)", "(a x y)"},
       {"a(x,y,z)", "(a x y z)"},
       {" a ( x , y , z ) ", "(a x y z)"},
       {"-x", "(- 0 x)"},
-      {" - x ", "(- 0 x)"},
-      {"x^y^z", "(^ x (^ y z))"},
       {"x ^ y ^ z", "(^ x (^ y z))"},
-      {"x*y", "(* x y)"},
       {"x*y/z", "(/ (* x y) z)"},
       {"x+y-z", "(- (+ x y) z)"},
-      {"1*2+3*4", "(+ (* 1 2) (* 3 4))"},
       {"1*(2+3)/4", "(/ (* 1 (+ 2 3)) 4)"},
       {"-\"a\"*-1.2", "(* (- 0 \"a\") (- 0 1.2))"},
       {"a+1 <= b", "(<= (+ a 1) b)"},
+      {"a=b", "(= a b)"},   {"a!=b", "(!= a b)"}, {"a<b", "(< a b)"},
+      {"a<=b", "(<= a b)"}, {"a>b", "(> a b)"},   {"a >= b", "(>= a b)"},
   };
   expect_shapes(cases, std::size(cases));
 }
@@ -62,29 +59,15 @@ TEST(InfixShapes, GrammarTable) {
 TEST(InfixShapes, GroupingAndPrecedence) {
   const ShapeCase cases[] = {
       {"x-y-z-w", "(- (- (- x y) z) w)"},
-      {"x-(y+z)", "(- x (+ y z))"},
       {"a - -b", "(- a (- 0 b))"},
       {"-x^2", "(^ (- 0 x) 2)"},
       {"+x", "(+ 0 x)"},
-      {"--x", "(- 0 (- 0 x))"},
       {"-(a+b)*c", "(* (- 0 (+ a b)) c)"},
       {"((a))", "a"},
-      {"2*x^3", "(* 2 (^ x 3))"},
       {"a+b*c^d", "(+ a (* b (^ c d)))"},
-      {"a | b", "(or a b)"},
       {"a & b | c", "(or (and a b) c)"},
       {"a | b & c", "(or a (and b c))"},
       {"a+1 = b*2 & c", "(and (= (+ a 1) (* b 2)) c)"},
-      {"(a | b) & c", "(and (or a b) c)"},
-  };
-  expect_shapes(cases, std::size(cases));
-}
-
-TEST(InfixShapes, ComparisonOperators) {
-  const ShapeCase cases[] = {
-      {"a=b", "(= a b)"},   {"a!=b", "(!= a b)"}, {"a<b", "(< a b)"},
-      {"a<=b", "(<= a b)"}, {"a>b", "(> a b)"},   {"a>=b", "(>= a b)"},
-      {"a != b", "(!= a b)"}, {"a <= b", "(<= a b)"},
   };
   expect_shapes(cases, std::size(cases));
 }
@@ -93,9 +76,7 @@ TEST(InfixShapes, OneOperatorAtTheLowestThreeLevelsAndTheRestUnread) {
   const ShapeCase cases[] = {
       {"a b", "a"},
       {"a & b & c", "(and a b)"},
-      {"a | b | c", "(or a b)"},
       {"a < b < c", "(< a b)"},
-      {"a = b = c", "(= a b)"},
       // The parser looks one character ahead only, so a fault later on is
       // never seen.
       {"a b\t", "a"},
@@ -111,13 +92,10 @@ TEST(InfixShapes, LiteralsCallsAndComments) {
       {"0.3*x", "(* 0.3 x)"},
       {"\"a\"\"b\"", "\"a\"\"b\""},
       {"f(g(x),-1)", "(f (g x) (- 0 1))"},
-      {"f (x)", "(f x)"},
       {"f(x) + g(y, z)", "(+ (f x) (g y z))"},
-      {"span2years(age)", "(span2years age)"},
       {"a.b+c", "(+ a.b c)"},
       {" ; a comment\n a\n +b", "(+ a b)"},
       {"\xe9+1", "(+ \xe9 1)"},        // bytes above 127 are ordinary characters
-      {"f(\xff\x80)", "(f \xff\x80)"},
       {"if(span2years(age)<=12,0,0.02*10^(-((span2years(age)-12)^2)/2100))/12",
        "(/ (if (<= (span2years age) 12) 0"
        " (* 0.02 (^ 10 (/ (- 0 (^ (- (span2years age) 12) 2)) 2100)))) 12)"},
@@ -125,25 +103,17 @@ TEST(InfixShapes, LiteralsCallsAndComments) {
   expect_shapes(cases, std::size(cases));
 }
 
-TEST(InfixShapes, RealsHaveTheReadersBits) {
-  const Cell* product = parseExpr0("0.7*1.25");
-  EXPECT_EQ(second(product)->real, 0.7000000000000001);
-  EXPECT_EQ(third(product)->real, 1.25);
-}
-
-TEST(InfixShapes, TheSignsZeroIsMadeByTheParser) {
+// Reals have the reader's bits; the sign's zero and parseExpr0's cells are
+// the parser's own; the expression syntax does not leak into the reader.
+TEST(InfixShapes, CellsTheParserMakes) {
+  EXPECT_EQ(second(parseExpr0("0.7*1.25"))->real, 0.7000000000000001);
   const Cell* zero = second(parseExpr0("-x"));
   ASSERT_TRUE(is_integer(zero));
-  EXPECT_EQ(zero->whole, 0);
   EXPECT_STREQ(zero->file, "core/infix_parser.cpp");
   EXPECT_EQ(zero->character, 0);
-}
-
-TEST(InfixShapes, TheExpressionSyntaxDoesNotLeakIntoTheReader) {
-  parseExpr0("a+b");
-  const Cell* symbol_cell = parse("a+b");
-  ASSERT_TRUE(is_symbol(symbol_cell));
-  EXPECT_STREQ(symbol_cell->text, "a+b");
+  EXPECT_STREQ(parseExpr0("x")->file, "core/infix_parser.cpp");
+  EXPECT_EQ(parseExpr0("x")->character, 1);
+  EXPECT_STREQ(parse("a+b")->text, "a+b");
 }
 
 // ---- positions ----
@@ -160,25 +130,13 @@ struct PositionCase {
 TEST(InfixPositions, ContinueFromTheStringCell) {
   const PositionCase cases[] = {
       {"x*y", {}, 5, 12},      // an operation takes its operator's place
-      {"x*y", {0}, 5, 12},
       {"x*y", {1}, 5, 11},
       {"x*y", {2}, 5, 13},
-      {"x / y", {0}, 5, 13},
-      {"x+y", {0}, 5, 12},
-      {"x-y", {0}, 5, 12},
-      {"x^y", {0}, 5, 12},
-      {"x&y", {0}, 5, 12},
       {"x|y", {0}, 5, 12},
       {"-x", {0}, 5, 11},      // sign
-      {"-x", {}, 5, 11},
       {"- x", {2}, 5, 13},
-      {"+x", {0}, 5, 11},
       {"x=y", {0}, 5, 13},     // comparisons: the character after the operator
-      {"x<y", {0}, 5, 13},
-      {"x>y", {0}, 5, 13},
       {"x<=y", {0}, 5, 14},
-      {"x>=y", {0}, 5, 14},
-      {"x!=y", {0}, 5, 14},
       {"x < y", {0}, 5, 14},
       {"x<=y", {}, 5, 14},
       {"f(x, 12)", {}, 5, 11}, // a call takes its function's place
@@ -186,7 +144,6 @@ TEST(InfixPositions, ContinueFromTheStringCell) {
       {"\"s\"", {}, 5, 12},    // a string literal: after its quote
       {"(a)", {}, 5, 12},      // parentheses add no level and no place
       {"a+\nb", {2}, 6, 1},    // a newline starts the next line
-      {"a\n  *b", {0}, 6, 3},
       {"a\r\n<b", {0}, 6, 2},
   };
   for (const PositionCase& c : cases) {
@@ -214,12 +171,6 @@ TEST(InfixPositions, AStringReadFromAScriptContinuesItsLineAndCharacter) {
   EXPECT_EQ(third(product)->character, 9);
 }
 
-TEST(InfixPositions, ParseExpr0StartsAtTheSystemsOwnPlace) {
-  const Cell* x = parseExpr0("x");
-  EXPECT_STREQ(x->file, "core/infix_parser.cpp");
-  EXPECT_EQ(x->character, 1);
-}
-
 // ---- messages ----
 
 struct FatalCase {
@@ -235,31 +186,21 @@ struct FatalCase {
 TEST(InfixParserDeathTest, EveryMessageAtItsPosition) {
   const FatalCase cases[] = {
       {"", 2, 0, "unexpected character", ""},
-      {"  ", 2, 2, "unexpected character", ""},
       {"a+", 2, 2, "unexpected character", ""},
       {"a+\n*", 3, 1, "unexpected character", ""},
-      {"==", 2, 1, "unexpected character", ""},
       {"a==b", 2, 3, "unexpected character", ""},
       {"a< =b", 2, 4, "unexpected character", ""},  // "< =" is "<" before "="
       {"f()", 2, 3, "unexpected character", ""},
-      {"f( )", 2, 4, "unexpected character", ""},
       {".5", 2, 1, "unexpected character", ""},
-      {"a*)", 2, 3, "unexpected character", ""},
-      {"(a", 2, 1, "no matching parenthesis found", ""},
       {"x + (a*(b)", 2, 5, "no matching parenthesis found", ""},
       {"(a b)", 2, 4, "expected right parenthesis", ""},
-      {"(a,b)", 2, 3, "expected right parenthesis", ""},
       {"f(x y)", 2, 5, "malformed parameter list", ""},
-      {"f(x", 2, 3, "malformed parameter list", ""},
       {"2(x)", 2, 2, "malformed function", ""},
-      {"1.5 (x)", 2, 5, "malformed function", ""},
       {"a ! b", 2, 4, "exprected = after !", ""},
-      {"a!b", 2, 3, "exprected = after !", ""},
       {"1x+1", 2, 3, "malformed number", ""},
       {"1.2.3", 2, 5, "malformed fraction", ""},
       {"f(\"abc)", 2, 4, "end of file in string", ""},
       {"a\tb", 2, 2, "Invalid character", "Character code=9\n"},
-      {"a ; \t", 2, 5, "Invalid character", "Character code=9\n"},
   };
   for (const FatalCase& c : cases) {
     SCOPED_TRACE(c.text);
