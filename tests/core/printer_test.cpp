@@ -26,24 +26,17 @@ TEST(PrinterTest, Atoms) {
   const Case cases[] = {
       {nil(), "()"},
       {sym("premium_paying"), "premium_paying"},
-      {sym("+"), "+"},
       {string("abc"), "\"abc\""},
       {string(""), "\"\""},
       {string("a\"b"), "\"a\"b\""},
-      {string("two words"), "\"two words\""},
       {integer(0), "0"},
-      {integer(-7), "-7"},
-      {integer(std::numeric_limits<int32_t>::max()), "2147483647"},
       {integer(std::numeric_limits<int32_t>::min()), "-2147483648"},
       {truth(), "0"},
-      {real(1.0), "1.000000"},
       {real(0.1 + 0.2), "0.300000"},
-      {real(-2.5), "-2.500000"},
       {real(0.0000004), "0.000000"},
       {real(0.0000005000001), "0.000001"},
       {real(-0.0), "-0.000000"},
       {real(1e10), "10000000000.000000"},
-      {real(2.0 / 3.0), "0.666667"},
   };
   for (const Case& c : cases) EXPECT_EQ(printed(c.cell), c.expected);
 }
@@ -58,19 +51,14 @@ TEST(PrinterTest, DatesAndSpansByMonthCount) {
   };
   const Case cases[] = {
       {12 * 2019 + 10, "date-2019-10", "span-2019-10"},
-      {12 * 2019 + 12, "date-2019-12", "span-2019-12"},
       {12 * 2020 + 1, "date-2020-01", "span-2020-01"},
       {0, "date-0-00", "span-0-00"},
-      {1, "date-0-01", "span-0-01"},
-      {5, "date-0-05", "span-0-05"},
       {12, "date-0-12", "span-0-12"},
       {13, "date-1-01", "span-1-01"},
-      {24, "date-1-12", "span-1-12"},
       {-5, "date-0--5", "span-0--5"},
       {-11, "date--1-01", "span--1-01"},
       {-12, "date--1-00", "span--1-00"},
       {-13, "date--1--1", "span--1--1"},
-      {1440, "date-119-12", "span-119-12"},
       {std::numeric_limits<int32_t>::max(), "date-178956970-07", "span-178956970-07"},
       {std::numeric_limits<int32_t>::min(), "date--178956970--8", "span--178956970--8"},
   };
@@ -89,20 +77,14 @@ TEST(PrinterTest, ListShapes) {
     const char* expected;
   };
   const Case cases[] = {
-      {list1(a), "(a)"},
       {list3(a, nil(), b), "(a () b)"},
       {list1(nil()), "(())"},
-      {list2(nil(), nil()), "(() ())"},
       {cons(a, b), "(a . b)"},
-      {cons(a, integer(5)), "(a . 5)"},
       {cons(a, cons(b, string("c"))), "(a b . \"c\")"},
-      {cons(a, real(0.5)), "(a . 0.500000)"},
-      {acons(sym("k"), list1(integer(1)), nil()), "((k 1))"},
       {acons(a, integer(1), acons(sym("k"), sym("v"), nil())), "((a . 1) (k . v))"},
       {list2(list2(a, list1(b)), list1(list1(nil()))), "((a (b)) ((())))"},
       {cons(list1(a), list1(b)), "((a) b)"},
       {list3(date(12 * 2019 + 10), span_at(12, a), truth()), "(date-2019-10 span-0-12 0)"},
-      {list2(string("a\"b"), string("")), "(\"a\"b\" \"\")"},
   };
   for (const Case& c : cases) EXPECT_EQ(printed(c.cell), c.expected);
 }
