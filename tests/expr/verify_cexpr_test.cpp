@@ -10,6 +10,7 @@
 #include "core/reader.h"
 #include "support/model_script.h"
 #include "support/process.h"
+#include "support/terms.h"
 
 namespace {
 
@@ -17,28 +18,12 @@ namespace {
 // one-parameter value definition.
 const char* const CDEFS = "((d t_date) (e t_date) (s t_span) (u t_span))";
 
-const Cell* cdefs_of(const char* text) {
-  const Cell* cdefs = nil();
-  for (const Cell* items = reverse(parse(text)); is_cons(items); items = tail(items)) {
-    const Cell* item = head(items);
-    cdefs = acons(first(item), cons(second(item), integer(0)), cdefs);
-  }
-  return cdefs;
-}
-
-const Cell* cdefs() { return cdefs_of(CDEFS); }
+const Cell* cdefs() { return entries_of(CDEFS); }
 const Cell* bound() { return parse("(x)"); }
 const Cell* defs() { return acons(symbol("f"), cons(parse("(a)"), parse("a")), nil()); }
 
 const Cell* type_of(const Cell* expression) {
   return verifyCExpr(bound(), cdefs(), defs(), expression);
-}
-
-// The expression with its outermost pair at a position of its own, so that
-// a fault at the expression and one at its operator can be told apart.
-const Cell* relocated(const Cell* expression) {
-  if (!is_cons(expression)) return expression;
-  return cons_source(head(expression), tail(expression), 9, 99, "outer.tal");
 }
 
 std::string type_name(const Cell* type) {
@@ -53,19 +38,13 @@ const struct {
     {"d", "t_date"},
     {"s", "t_span"},
     {"(+ d s)", "t_date"},
-    {"(+ s u)", "t_span"},
     {"(- d e)", "t_span"},
     {"(- d s)", "t_date"},
-    {"(- s u)", "t_span"},
-    {"(^ 2 0.5)", "t_real"},
     {"(span2years s)", "t_real"},
     {"(= 1 2)", "bool"},
-    {"(< s u)", "bool"},
     {"(min s u)", "t_span"},
-    {"(max d e)", "t_date"},
     {"(if (< d e) d e)", "t_date"},
     {"(if (< 1 2) (< d e) (> s u))", "bool"},
-    {"(and (< d e) (= 1 2))", "bool"},
     {"(collective_mortality_male s)", "t_real"},
     {"(v_date x)", "t_date"},
     {"(v_span (f x))", "t_span"},
@@ -81,22 +60,12 @@ TEST(VerifyCExprTest, TypesOfExpressions) {
 
 // A variable has the type cell of its cdef, the newest entry first.
 TEST(VerifyCExprTest, VariablesTakeTheirCdefType) {
-  const Cell* cdefs = cdefs_of("((d t_span) (d t_date))");
+  const Cell* cdefs = entries_of("((d t_span) (d t_date))");
   const Cell* type = verifyCExpr(nil(), cdefs, nil(), symbol("d"));
   EXPECT_EQ(type, head(tail(head(cdefs))));
   EXPECT_EQ(type_name(type), "t_span");
   // The second argument of if gives the type.
   EXPECT_EQ(verifyCExpr(nil(), cdefs, nil(), parse("(if (< 1 2) d d)")), type);
-}
-
-TEST(VerifyCExprTest, ListOfTypes) {
-  const Cell* types = verifyCExprList(bound(), cdefs(), defs(), parse("(1 d s (< 1 2))"));
-  ASSERT_EQ(length(types), 4);
-  EXPECT_EQ(type_name(first(types)), "t_real");
-  EXPECT_EQ(type_name(second(types)), "t_date");
-  EXPECT_EQ(type_name(third(types)), "t_span");
-  EXPECT_EQ(type_name(fourth(types)), "bool");
-  EXPECT_TRUE(is_nil(verifyCExprList(bound(), cdefs(), defs(), nil())));
 }
 
 struct Failing {
@@ -112,17 +81,13 @@ const Failing failing[] = {
     {"(+ \"a\" 1)", "\"a\"\n", 5, "verifyCExpr: Illegal atom"},
     {"(+ 1 ())", "()\n", -1, "verifyCExpr: Illegal atom"},
     {"q", "q\n", 1, "verifyCExpr: Unknown variable"},
-    {"(+ 1 q)", "q\n", 6, "verifyCExpr: Unknown variable"},
     // Values known when the program is written
     {"(v_date x y)", "", 2, "v_date has arity 1"},
-    {"(v_span)", "", 2, "v_span has arity 1"},
-    {"(v_real)", "", 2, "value has arity 1"},
     {"(v_date y)", "\ny\n", 9, "Unbound symbol"},
     {"(v_span (g x))", "\n(g x)\n", 10, "verifyCompoundExpression: Unknown operator"},
     {"(v_real (is a))", "", 10, "Argument of 'is' must be state"},
     // if
     {"(if (< d e) 1)", "", 2, "if has arity 3"},
-    {"(if 1 2)", "", 2, "if has arity 3"},
     {"(if 1 2 3)", "", 2, "first argument of if must be bool"},
     {"(if (< d e) 1 s)", "", 2, "second and third argument of if must be the same type"},
     // span2years
@@ -133,19 +98,12 @@ const Failing failing[] = {
     {"(and (< d e))", "", 0, "Wrong arity"},
     // relations, min and max
     {"(< d 1)", "", 0, "incompatible arguments of relation"},
-    {"(>= (< 1 2) (< 1 2))", "", 0, "incompatible arguments of relation"},
-    {"(min s 1)", "", 0, "incompatible arguments of relation"},
     {"(max 1 2 3)", "", 0, "Wrong arity"},
     // *, /, ^
     {"(* s 2)", "", 0, "arguments must be numbers"},
-    {"(^ (< 1 2) 1)", "", 0, "arguments must be numbers"},
-    {"(^ 1 2 3)", "", 0, "Wrong arity"},
     // +, -
     {"(+ d e)", "", 0, "incompatible arguments of '+'"},
-    {"(+ d 1)", "", 0, "incompatible arguments of '+'"},
     {"(- s d)", "", 0, "incompatible arguments of '-'"},
-    {"(- d 1)", "", 0, "incompatible arguments of '-'"},
-    {"(- 1 2 3)", "", 0, "Wrong arity"},
     // collective mortality
     {"(collective_mortality_male 3)", "", 0, "argument of collective_mortality_male must be span"},
     {"(collective_mortality_female 3)", "", 0,
@@ -153,11 +111,9 @@ const Failing failing[] = {
     {"(collective_mortality_male s u)", "", 0, "Wrong arity"},
     // Unknown operators, after their arguments
     {"(gauss 1 2 3)", "(gauss 1 2 3)\n", 2, "verifyCExpr: Unknown operator"},
-    {"(f 1)", "(f 1)\n", 2, "verifyCExpr: Unknown operator"},
     {"((+ 1 2) 3)", "((+ 1 2) 3)\n", 3, "verifyCExpr: Unknown operator"},
     {"(gauss x 2 3)", "x\n", 8, "verifyCExpr: Unknown variable"},
     {"(+ q d e)", "q\n", 4, "verifyCExpr: Unknown variable"},
-    {"(if r 1 2)", "r\n", 5, "verifyCExpr: Unknown variable"},
     {"(+ (gauss 1) q)", "(gauss 1)\n", 5, "verifyCExpr: Unknown operator"},
 };
 
@@ -189,8 +145,7 @@ TEST(VerifyCExprDeathTest, LongArgumentLists) {
   const int n = 50000;
   std::vector<const Cell*> items;
   for (int i = 0; i < n; i++) items.push_back(i % 2 == 0 ? integer(i) : symbol("d"));
-  const Cell* arguments = nil();
-  for (size_t i = items.size(); i-- > 0;) arguments = cons(items[i], arguments);
+  const Cell* arguments = list_of(items);
   EXPECT_EQ(length(verifyCExprList(bound(), cdefs(), defs(), arguments)), n);
 
   Outcome o = run_fatal([&] { type_of(cons(parse("sum"), arguments)); });
