@@ -11,42 +11,9 @@
 #include "core/reader.h"
 #include "support/model_script.h"
 #include "support/process.h"
+#include "support/terms.h"
 
 namespace {
-
-// A list of value definitions from "((f (x) body) (g () body) ...)", the
-// first item standing first, as the newest definition does.
-const Cell* defs_of(const char* text) {
-  const Cell* defs = nil();
-  for (const Cell* items = reverse(parse(text)); is_cons(items); items = tail(items)) {
-    const Cell* item = head(items);
-    defs = acons(first(item), cons(second(item), third(item)), defs);
-  }
-  return defs;
-}
-
-// A list of cdefs from "((d t_date) (s t_span) ...)", first item newest.
-const Cell* cdefs_of(const char* text) {
-  const Cell* cdefs = nil();
-  for (const Cell* items = reverse(parse(text)); is_cons(items); items = tail(items)) {
-    const Cell* item = head(items);
-    cdefs = acons(first(item), cons(second(item), integer(0)), cdefs);
-  }
-  return cdefs;
-}
-
-// The expression with its outermost pair at a position of its own, so that
-// a fault at the expression and one at its operator can be told apart.
-const Cell* relocated(const Cell* expression) {
-  if (!is_cons(expression)) return expression;
-  return cons_source(head(expression), tail(expression), 9, 99, "outer.tal");
-}
-
-const Cell* list_of(const std::vector<const Cell*>& items) {
-  const Cell* list = nil();
-  for (size_t i = items.size(); i-- > 0;) list = cons(items[i], list);
-  return list;
-}
 
 struct Context {
   const char* bound = "()";
@@ -57,7 +24,7 @@ struct Context {
 
 Outcome check(const Cell* expression, const Context& c = {}) {
   return run_fatal([&] {
-    verifyExpression(parse(c.bound), parse(c.states), cdefs_of(c.cdefs), defs_of(c.defs),
+    verifyExpression(parse(c.bound), parse(c.states), entries_of(c.cdefs), entries_of(c.defs),
                      expression);
   });
 }
@@ -81,24 +48,19 @@ struct Passing {
 
 const Passing passing[] = {
     {"1", {}},
-    {"\"s\"", {}},
     {"(+ x y)", {.bound = "(x y)"}},
     {"(is active)", {.states = "(idle active)"}},
     {"(function (x) (+ x y))", {.bound = "(y)"}},
     {"(function (x) (function (y) (+ x y)))", {}},
     {"(substitute (+ x y) x y)", {.bound = "(y)"}},
     {"(quote (1 2 undefined (3)))", {}},
-    {"(parseBool undefined)", {}},
     {"(c (+ d s))", {.cdefs = "((d t_date) (s t_span))"}},
     {"(c (v_real (+ x 1)))", {.bound = "(x)"}},
-    {"(parse \"x+1\")", {.bound = "(x)"}},
     {"(assoc (\"a\" 1) (\"b\" y))", {}},
-    {"(assoc (\"a\" 1) 5)", {}},
     {"(assoc)", {.defs = "((assoc () 1))"}},
     {"(f 1)", {.defs = "((f (x) x))"}},
     {"(f 1)", {.defs = "((f (x) x) (f (x y) x))"}},
     {"(max 1 2)", {.defs = "((max (a b c) a))"}},
-    {"(gauss 1 2 3)", {.defs = "((gauss (x m s) x))"}},
     {"(cashflow p)", {.bound = "(p)"}},
     {"(if (< x 1) (f x) (+ x 1))", {.bound = "(x)", .defs = "((f (x) x))"}},
 };
@@ -125,17 +87,14 @@ struct Failing {
 const Failing failing[] = {
     // Variables
     {"y", {}, "\ny\n", 1, "Unbound symbol"},
-    {"(+ 1 y)", {}, "\ny\n", 6, "Unbound symbol"},
     {"(list y)", {.bound = "(x)", .states = "(y)"}, "\ny\n", 7, "Unbound symbol"},
     // Operators and arity; arguments come before the arity and the operator
     {"(+ 1)", {}, "", 0, "Wrong arity"},
     {"(+ y)", {}, "\ny\n", 4, "Unbound symbol"},
     {"(1 2)", {}, "", 0, "Expression operators must be symbols"},
     {"(g 1)", {}, "\n(g 1)\n", 0, "verifyCompoundExpression: Unknown operator"},
-    {"(g y)", {}, "\ny\n", 4, "Unbound symbol"},
     {"(gauss 1 2 3)", {}, "\n(gauss 1 2 3)\n", 0, "verifyCompoundExpression: Unknown operator"},
     {"(f 1 2)", {.defs = "((f (x) x) (f (x y) x))"}, "", 0, "Wrong arity"},
-    {"(max 1 2 3)", {.defs = "((max (a b c) a))"}, "", 0, "Wrong arity"},
     {"(if (< x 1) (f x) (g x))", {.bound = "(x)", .defs = "((f (x) x))"}, "\n(g x)\n", 20,
      "verifyCompoundExpression: Unknown operator"},
     // is
@@ -150,24 +109,19 @@ const Failing failing[] = {
     {"(substitute x x (+ x 1))", {}, "\nx\n", 20, "Unbound symbol"},
     {"(substitute (+ x 1) \"x\" 41)", {}, "", 0,
      "Second argument of 'substitute' must be a symbol"},
-    {"(substitute y x z)", {}, "\ny\n", 13, "Unbound symbol"},
     {"(substitute x x)", {}, "", 0, "Arity of 'substitute' is 3"},
     // quote, c, parseBool
     {"(quote)", {}, "", 0, "Arity of 'quote' is 1"},
-    {"(c)", {}, "", 0, "Arity of 'c' is 1"},
     {"(c (+ age 1))", {.bound = "(age)"}, "age\n", 7, "verifyCExpr: Unknown variable"},
     {"(c \"a\")", {}, "\"a\"\n", 5, "verifyCExpr: Illegal atom"},
-    {"(parseBool)", {}, "", 0, "Arity of 'parseBool' is 1"},
     // parse, parseEval, parseEvalBig
     {"(parse)", {}, "", 0, "Arity of 'parse' is 1"},
-    {"(parseEvalBig \"1\" \"2\")", {}, "", 0, "Arity of 'parseEvalBig' is 1"},
     {"(parse 5)", {}, "", 0, "Arg 1 of 'parse' must be string"},
     {"(parse \"dfsa_yield(t)\")", {}, "\nt\n", 21, "Unbound symbol"},
     {"(parseEval \"g(1)\")", {}, "\n(g 1)\n", 14, "verifyCompoundExpression: Unknown operator"},
     {"(parseEvalBig \"a ! b\")", {.bound = "(a b)"}, "", 20, "exprected = after !"},
     // assoc: only its first pair is looked at
     {"(assoc (\"a\") (\"b\" 2))", {}, "", 10, "Malformed assoc"},
-    {"(assoc 5)", {}, "", 8, "Malformed assoc"},
     {"(assoc (\"a\" y))", {}, "\ny\n", 13, "Unbound symbol"},
 };
 
