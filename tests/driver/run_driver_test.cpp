@@ -32,19 +32,17 @@ struct RunDir {
   TempDir dir;
 };
 
-TEST(RunDriverDeathTest, ReachesTheTaskAfterAllPasses) {
-  RunDir run;
-  Outcome o = run.exec(run.script("m.bin", MODEL), run.script("p.bin", PORTFOLIO),
-                       run.script("r.bin", UNKNOWN_TASK));
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, position("r.bin", 2, 17) + "Unknown task\n");
-}
-
 TEST(RunDriverDeathTest, FaultsNameTheirFile) {
   struct Case {
     std::string model, portfolio, run, err;
   };
   const Case cases[] = {
+      {MODEL, PORTFOLIO, UNKNOWN_TASK, position("r.bin", 2, 17) + "Unknown task\n"},
+      // Files are read F3, F2, F1: the first unreadable one is the last given.
+      {"(a", "(b", "(c", position("r.bin", 1, 2) + "end of file in list\n"},
+      // The task defined last wins: F3 over F1.
+      {MODEL + "(define (task) (generate \"x\" \"a\" \"\"))\n", PORTFOLIO, UNKNOWN_TASK,
+       position("r.bin", 2, 17) + "Unknown task\n"},
       // The products pass runs last, over the model.
       {MODEL + "(product_definition (x) (= 0 1) 1.0)\n", PORTFOLIO, UNKNOWN_TASK,
        position("m.bin", 5, 26) + "Expiry can have form (= 0 0)\n"},
@@ -71,22 +69,6 @@ TEST(RunDriverDeathTest, FaultsNameTheirFile) {
   }
 }
 
-// Files are read F3, F2, F1: the first unreadable one is the last given.
-TEST(RunDriverDeathTest, ReadsTheRunScriptFirst) {
-  RunDir run;
-  Outcome o = run.exec(run.script("m.bin", "(a"), run.script("p.bin", "(b"), run.script("r.bin", "(c"));
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, position("r.bin", 1, 2) + "end of file in list\n");
-}
-
-// The definition that comes last wins: F3 over F2 over F1.
-TEST(RunDriverDeathTest, LastTaskDefinitionWins) {
-  RunDir run;
-  Outcome o = run.exec(run.script("m.bin", MODEL + "(define (task) (generate \"x\" \"a\" \"\"))\n"),
-                       run.script("p.bin", PORTFOLIO), run.script("r.bin", UNKNOWN_TASK));
-  EXPECT_EQ(o.err, position("r.bin", 2, 17) + "Unknown task\n");
-}
-
 TEST(RunDriverDeathTest, HandedOverPortfolioIsRemovedOnceRead) {
   RunDir run;
   write_scrambled(run.dir.file("bin/tool.bin"), PORTFOLIO);
@@ -109,24 +91,20 @@ TEST(RunDriverDeathTest, MissingScript) {
   EXPECT_EQ(o.err, "fopen(source): No such file or directory\n");
 }
 
+// The server ends like exec, sending the end record first when a
+// progress pipe is given and opening nothing for "-1".
 TEST(ServerDeathTest, EndRecordPrecedesTheMessage) {
-  RunDir run;
-  FifoReader front_end(run.dir.file("progress"));
-  Outcome o = run_program({TALVON_EXE, "server", run.script("m.bin", MODEL), run.script("p.bin", PORTFOLIO),
-                           run.script("r.bin", UNKNOWN_TASK), front_end.path, "-1"},
-                          "", run.dir.file("work"));
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, position("r.bin", 2, 17) + "Unknown task\n");
-  EXPECT_EQ(decode_progress(front_end.finish()), "E ");
-}
-
-TEST(ServerDeathTest, NegativePipeNumberOpensNothing) {
-  RunDir run;
-  Outcome o = run_program({TALVON_EXE, "server", run.script("m.bin", MODEL), run.script("p.bin", PORTFOLIO),
-                           run.script("r.bin", UNKNOWN_TASK), "-1", "-1"},
-                          "", run.dir.file("work"));
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, position("r.bin", 2, 17) + "Unknown task\n");
+  for (bool with_pipe : {true, false}) {
+    RunDir run;
+    FifoReader front_end(run.dir.file("progress"));
+    Outcome o = run_program({TALVON_EXE, "server", run.script("m.bin", MODEL),
+                             run.script("p.bin", PORTFOLIO), run.script("r.bin", UNKNOWN_TASK),
+                             with_pipe ? front_end.path : "-1", "-1"},
+                            "", run.dir.file("work"));
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.err, position("r.bin", 2, 17) + "Unknown task\n");
+    EXPECT_EQ(decode_progress(front_end.finish()), with_pipe ? "E " : "");
+  }
 }
 
 }  // namespace
