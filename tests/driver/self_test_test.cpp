@@ -44,16 +44,6 @@ TEST(SelfTest, PassesInThePreparedDirectory) {
             "abc = ((age*2)+pow(x,7))\nage = (time-7)\ntime = (7+t)\nx = 2\n");
 }
 
-TEST(SelfTest, PortfolioIsTheGeneratedOne) {
-  EXPECT_EQ(PORTFOLIO.substr(0, 20), "(define (portfolio)\n");
-  size_t policies = 0;
-  for (size_t at = PORTFOLIO.find("(\"time_birth\""); at != std::string::npos;
-       at = PORTFOLIO.find("(\"time_birth\"", at + 1)) {
-    policies++;
-  }
-  EXPECT_EQ(policies, 30u);
-}
-
 TEST(SelfTestDeathTest, MissingScriptEndsBeforeAnyCheck) {
   Outcome o = SelfTestDir(MODEL, "", RUN).run();
   EXPECT_EQ(o.status, 1);
