@@ -28,13 +28,10 @@ TEST(ViewLabelsTest, FlowsOfTheView) {
       {"count larger than the flows",
        "((define (portfolio) (assoc (\"view\" (list 6 1 1 2 \"Premiums\" 2 3 \"Benefits\")))))",
        "1>2=Premiums;2>3=Benefits;"},
-      {"single-product file", "((define (portfolio) (assoc (\"view\" (list 1 1 1 2 \"\")))))", "1>2=;"},
       {"no view", "((define (portfolio) (assoc (\"views\" (list 1 1 1 2 \"x\")))))", ""},
       {"view not a list call", "((define (portfolio) (assoc (\"view\" (parse \"x\")))))", ""},
       {"stops at a broken triple",
        "((define (portfolio) (assoc (\"view\" (list 3 1 1 2 \"A\" 2 x \"B\" 2 4 \"C\")))))", "1>2=A;"},
-      {"incomplete last triple", "((define (portfolio) (assoc (\"view\" (list 2 1 1 2 \"A\" 2 3)))))",
-       "1>2=A;"},
       {"first view wins",
        "((define (a) (list (\"view\" (list 1 1 3 4 \"first\")))) (define (portfolio) (assoc (\"view\" "
        "(list 1 1 1 2 \"second\")))))",
