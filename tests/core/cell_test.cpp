@@ -10,6 +10,7 @@
 #include "core/cell.h"
 #include "core/list.h"
 #include "core/reader.h"
+#include "support/fatal_cases.h"
 #include "support/process.h"
 
 namespace {
@@ -144,38 +145,26 @@ TEST(CellDeathTest, AccessorsEndAtTheOffendingCell) {
   const Cell* num = integer_source(42, 5, 1, SRC);
   const Cell* dec = real_source(2.5, 6, 9, SRC);
   const Cell* pair = cons(integer_source(1, 7, 3, SRC), nil());
-  struct Case {
-    const char* name;
-    std::function<void()> call;
-    std::string out;
-    std::string err;
-  };
-  const Case cases[] = {
-      {"head", [&] { head(str); }, "\"str\"\n", position(SRC, 4, 2) + "head of non-cons\n"},
-      {"tail", [&] { tail(num); }, "", position(SRC, 5, 1) + "tail of non-cons\n"},
-      {"symbol_name", [&] { symbol_name(str); }, "", position(SRC, 4, 2) + "name of non-symbol\n"},
-      {"string_value", [&] { string_value(sym); }, "",
+  expect_fatal_cases({
+      {"head", [&] { head(str); }, 1, "\"str\"\n", position(SRC, 4, 2) + "head of non-cons\n"},
+      {"tail", [&] { tail(num); }, 1, "", position(SRC, 5, 1) + "tail of non-cons\n"},
+      {"symbol_name", [&] { symbol_name(str); }, 1, "", position(SRC, 4, 2) + "name of non-symbol\n"},
+      {"string_value", [&] { string_value(sym); }, 1, "",
        position(SRC, 3, 7) + "value of non-string\n"},
-      {"real_value", [&] { real_value(num); }, "", position(SRC, 5, 1) + "value of non-real\n"},
-      {"integer_value", [&] { integer_value(dec); }, "2.500000\n",
+      {"real_value", [&] { real_value(num); }, 1, "", position(SRC, 5, 1) + "value of non-real\n"},
+      {"integer_value", [&] { integer_value(dec); }, 1, "2.500000\n",
        position(SRC, 6, 9) + "value of non-integer\n"},
-      {"integer_value", [&] { integer_value(pair); }, "(1)\n",
+      {"integer_value", [&] { integer_value(pair); }, 1, "(1)\n",
        position(SRC, 7, 3) + "value of non-integer\n"},
-      {"date_value", [&] { date_value(span_at(1, num)); }, "",
+      {"date_value", [&] { date_value(span_at(1, num)); }, 1, "",
        position(SRC, 5, 1) + "value of non-date\n"},
-      {"span_value", [&] { span_value(date_at(1, dec)); }, "",
+      {"span_value", [&] { span_value(date_at(1, dec)); }, 1, "",
        position(SRC, 6, 9) + "value of non-span\n"},
-      {"to_real", [&] { to_real(date_at(1, sym)); }, "",
+      {"to_real", [&] { to_real(date_at(1, sym)); }, 1, "",
        position(SRC, 3, 7) + "cannot convert non-real to real\n"},
-      {"stringToSymbol", [&] { stringToSymbol(sym); }, "",
+      {"stringToSymbol", [&] { stringToSymbol(sym); }, 1, "",
        position(SRC, 3, 7) + "value of non-string\n"},
-  };
-  for (const Case& c : cases) {
-    Outcome o = run_fatal(c.call);
-    EXPECT_EQ(o.status, 1) << c.name;
-    EXPECT_EQ(o.out, c.out) << c.name;
-    EXPECT_EQ(o.err, c.err) << c.name;
-  }
+  });
 }
 
 // The nil that ends a list, built or read, carries the system's own place.
@@ -242,13 +231,12 @@ TEST(CellTest, EqualIgnoresPositionsAndComparesPayloads) {
 
 TEST(CellDeathTest, DistinctDatesOrSpansHaveNoEquality) {
   const Cell* d = date(5);
-  const Cell* pairs[][2] = {{d, date(5)}, {list2(integer(1), span_at(1, d)), list2(integer(1), span_at(1, d))}};
-  for (const auto& p : pairs) {
-    Outcome o = run_fatal([&] { equal(p[0], p[1]); });
-    EXPECT_EQ(o.status, 1);
-    EXPECT_EQ(o.out, "");
-    EXPECT_EQ(o.err, "Unexpected tag\n");
-  }
+  const Cell* in_lists = list2(integer(1), span_at(1, d));
+  expect_fatal_cases({
+      {"dates", [&] { equal(d, date(5)); }, 1, "", "Unexpected tag\n"},
+      {"spans in lists", [&] { equal(in_lists, list2(integer(1), span_at(1, d))); }, 1, "",
+       "Unexpected tag\n"},
+  });
 }
 
 }  // namespace
