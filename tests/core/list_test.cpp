@@ -10,6 +10,7 @@
 #include "core/cell.h"
 #include "core/list.h"
 #include "support/cells.h"
+#include "support/fatal_cases.h"
 #include "support/process.h"
 
 namespace {
@@ -65,24 +66,12 @@ TEST(ListDeathTest, ShortListsEndWhereTheyRanOut) {
   const Cell* one = list1(symbol_source("x", 2, 3, SRC));
   const Cell* end = tail(one);
   const std::string at_end = position(end->file, end->line, 0);
-  struct Case {
-    const char* name;
-    std::function<void()> call;
-    std::string out;
-    std::string err;
-  };
-  const Case cases[] = {
-      {"second", [&] { second(one); }, "()\n", at_end + "head of non-cons\n"},
-      {"tenth", [&] { tenth(one); }, "", at_end + "tail of non-cons\n"},
+  expect_fatal_cases({
+      {"second", [&] { second(one); }, 1, "()\n", at_end + "head of non-cons\n"},
+      {"tenth", [&] { tenth(one); }, 1, "", at_end + "tail of non-cons\n"},
       {"nth 1 of an improper list", [&] { nth(1, cons(num(1), integer_source(5, 4, 4, SRC))); },
-       "5\n", position(SRC, 4, 4) + "head of non-cons\n"},
-  };
-  for (const Case& c : cases) {
-    Outcome o = run_fatal(c.call);
-    EXPECT_EQ(o.status, 1) << c.name;
-    EXPECT_EQ(o.out, c.out) << c.name;
-    EXPECT_EQ(o.err, c.err) << c.name;
-  }
+       1, "5\n", position(SRC, 4, 4) + "head of non-cons\n"},
+  });
 }
 
 TEST(ListTest, AppendAndReverseCopyOnlyWhatTheyMust) {
@@ -180,27 +169,16 @@ TEST(AlistTest, LookupsFindTheFirstMatchByEqual) {
 }
 
 TEST(AlistDeathTest, AgetStrictPrintsTheKeyThenEnds) {
+  const Cell* rate = symbol_source("rate", 12, 5, SRC);
   const Cell* other = acons(sym("ratex"), num(1), acons(string("rate"), num(2), nil()));
-  struct Case {
-    const Cell* list;
-    const Cell* key;
-    const char* out;
-    std::string err;
-  };
-  const Case cases[] = {
-      {nil(), symbol_source("rate", 12, 5, SRC), "\nrate\n",
-       position(SRC, 12, 5) + "aget_strict: Unknown variable\n"},
-      {other, symbol_source("rate", 12, 5, SRC), "\nrate\n",
-       position(SRC, 12, 5) + "aget_strict: Unknown variable\n"},
-      {nil(), list2(string_source("k", 1, 2, SRC), num(3)), "\n(\"k\" 3)\n",
-       position(SRC, 1, 2) + "aget_strict: Unknown variable\n"},
-  };
-  for (const Case& c : cases) {
-    Outcome o = run_fatal([&] { aget_strict(c.list, c.key); });
-    EXPECT_EQ(o.status, 1);
-    EXPECT_EQ(o.out, c.out);
-    EXPECT_EQ(o.err, c.err);
-  }
+  const std::string unknown = "aget_strict: Unknown variable\n";
+  expect_fatal_cases({
+      {"empty", [&] { aget_strict(nil(), rate); }, 1, "\nrate\n", position(SRC, 12, 5) + unknown},
+      {"other keys", [&] { aget_strict(other, rate); }, 1, "\nrate\n",
+       position(SRC, 12, 5) + unknown},
+      {"list key", [&] { aget_strict(nil(), list2(string_source("k", 1, 2, SRC), num(3))); }, 1,
+       "\n(\"k\" 3)\n", position(SRC, 1, 2) + unknown},
+  });
 }
 
 TEST(AlistTest, UpdatesShareWhatTheyDoNotChange) {
@@ -240,32 +218,20 @@ TEST(AlistDeathTest, EntriesMustBePairsAndKeysStrings) {
   const Cell* bad = integer_source(5, 7, 2, SRC);
   const Cell* list = acons(sym("a"), num(1), cons(bad, nil()));
   const std::string not_pair = position(SRC, 7, 2) + "head of non-cons\n";
-  struct Case {
-    const char* name;
-    std::function<void()> call;
-    std::string out;
-    std::string err;
-  };
-  const Case cases[] = {
-      {"aget", [&] { aget(list, sym("z")); }, "5\n", not_pair},
-      {"aget_named", [&] { aget_named(list, "z"); }, "5\n", not_pair},
-      {"aget_string", [&] { aget_string(list, "z"); }, "5\n", not_pair},
-      {"aset", [&] { aset(list, sym("z"), nil()); }, "5\n", not_pair},
-      {"aremove", [&] { aremove(list, sym("z")); }, "5\n", not_pair},
-      {"akeys", [&] { akeys(list); }, "5\n", not_pair},
+  expect_fatal_cases({
+      {"aget", [&] { aget(list, sym("z")); }, 1, "5\n", not_pair},
+      {"aget_named", [&] { aget_named(list, "z"); }, 1, "5\n", not_pair},
+      {"aget_string", [&] { aget_string(list, "z"); }, 1, "5\n", not_pair},
+      {"aset", [&] { aset(list, sym("z"), nil()); }, 1, "5\n", not_pair},
+      {"aremove", [&] { aremove(list, sym("z")); }, 1, "5\n", not_pair},
+      {"akeys", [&] { akeys(list); }, 1, "5\n", not_pair},
       {"symbolize_keys of a symbol key",
        [&] {
          const Cell* b = symbol_source("b", 8, 1, SRC);
          symbolize_keys(acons(string("a"), num(1), acons(b, num(2), nil())));
        },
-       "", position(SRC, 8, 1) + "value of non-string\n"},
-  };
-  for (const Case& c : cases) {
-    Outcome o = run_fatal(c.call);
-    EXPECT_EQ(o.status, 1) << c.name;
-    EXPECT_EQ(o.out, c.out) << c.name;
-    EXPECT_EQ(o.err, c.err) << c.name;
-  }
+       1, "", position(SRC, 8, 1) + "value of non-string\n"},
+  });
   // A match before the bad entry is found without reaching it.
   EXPECT_EQ(integer_value(aget(list, sym("a"))), 1);
 }
