@@ -11,92 +11,44 @@
 #include "core/cell.h"
 #include "driver/diagnostics.h"
 #include "driver/file_wrappers.h"
+#include "support/fatal_cases.h"
 #include "support/process.h"
 
 namespace {
 
-struct Case {
-  const char* name;
-  std::function<void()> call;
-  int status;
-  std::string out;
-  std::string err;
-};
-
-void expect_outcomes(const std::vector<Case>& cases) {
-  for (const Case& c : cases) {
-    Outcome o = run_fatal(c.call);
-    EXPECT_EQ(o.status, c.status) << c.name;
-    EXPECT_EQ(o.out, c.out) << c.name;
-    EXPECT_EQ(o.err, c.err) << c.name;
-  }
-}
-
 std::string text_of(int code) { return strerror(code); }
 
-TEST(DiagnosticsDeathTest, DieWritesTheMessageLine) {
-  expect_outcomes({
-      {"message", [] { die("Unexpected tag"); }, 1, "", "Unexpected tag\n"},
-      {"percent kept", [] { die("100% %d"); }, 1, "", "100% %d\n"},
-      // What was printed before is not lost.
-      {"stdout flushed", [] { printf("shown"); die("x"); }, 1, "shown", "x\n"},
-  });
-}
-
-TEST(DiagnosticsDeathTest, ErrorAtWritesThePositionLineFirst) {
+// die writes the message line after what was printed before; error_at
+// writes the position line first; pdie the errno text; system_error_exit
+// the platform's last error to standard output, its code as the status.
+TEST(DiagnosticsDeathTest, ExitRoutines) {
   const Cell* read = symbol_source("x", 12, 34, "models/example.tal");
-  const Cell* parsed = integer_source(1, 1, 4, "(from string)");
   const int own_line = __LINE__ + 1;
   const Cell* own = symbol("own");
-  expect_outcomes({
+  const std::string no_file = "No such file or directory\n";
+  expect_fatal_cases({
+      {"percent kept", [] { die("100% %d"); }, 1, "", "100% %d\n"},
+      {"stdout flushed", [] { printf("shown"); die("x"); }, 1, "shown", "x\n"},
       {"read cell", [&] { error_at(read, "Unbound symbol"); }, 1, "",
        "File models/example.tal line 12 character 34\nUnbound symbol\n"},
-      {"parsed cell", [&] { error_at(parsed, "m"); }, 1, "",
-       position("(from string)", 1, 4) + "m\n"},
       {"own cell", [&] { error_at(own, "m"); }, 1, "",
        position("tests/driver/diagnostics_test.cpp", own_line, 0) + "m\n"},
       {"truth", [] { error_at(truth(), "m"); }, 1, "", "File  line 0 character 0\nm\n"},
-  });
-}
-
-TEST(DiagnosticsDeathTest, PdieWritesTheErrnoText) {
-  expect_outcomes({
-      {"remove()", [] { errno = EACCES; pdie("remove()"); }, 1, "",
-       "remove(): " + text_of(EACCES) + "\n"},
+      {"pdie", [] { errno = EACCES; pdie("remove()"); }, 1, "", "remove(): " + text_of(EACCES) + "\n"},
       {"label", [] { errno = ENOENT; pdie_label("fopen(source)", "fopen()"); }, 1, "",
-       "fopen(source): No such file or directory\n"},
-      {"fallback", [] { errno = ENOENT; pdie_label(nullptr, "fopen()"); }, 1, "",
-       "fopen(): No such file or directory\n"},
+       "fopen(source): " + no_file},
+      {"fallback", [] { errno = ENOENT; pdie_label(nullptr, "fopen()"); }, 1, "", "fopen(): " + no_file},
+      {"system error", [] { errno = ENXIO; system_error_exit("talvon: Could not open pipe_talvon"); },
+       ENXIO, "talvon: Could not open pipe_talvon: " + text_of(ENXIO) + "\n", ""},
+      {"system error 2", [] { errno = ENOEXEC; system_error_exit("tmp: CreateProcess failed"); },
+       ENOEXEC, "tmp: CreateProcess failed: " + text_of(ENOEXEC) + "\n", ""},
   });
-}
-
-// The platform's last error: its text goes to standard output and its code
-// becomes the exit status.
-TEST(DiagnosticsDeathTest, SystemErrorExitUsesTheErrorCode) {
-  struct Message {
-    const char* text;
-    int code;
-  };
-  const Message messages[] = {
-      {"talvon: WaitNamedPipeA failed for pipe_talvon", ENOENT},
-      {"talvon: Could not open pipe_talvon", ENXIO},
-      {"tmp: CreateProcess failed", ENOEXEC},
-  };
-  for (const Message& m : messages) {
-    Outcome o = run_fatal([&] {
-      errno = m.code;
-      system_error_exit(m.text);
-    });
-    EXPECT_EQ(o.status, m.code) << m.text;
-    EXPECT_EQ(o.out, std::string(m.text) + ": " + text_of(m.code) + "\n");
-    EXPECT_EQ(o.err, "") << m.text;
-  }
 }
 
 TEST(FileWrappersDeathTest, OpenFileTellsWhatItTriedToOpen) {
   TempDir dir;
   const std::string missing = dir.file("missing.tal");
-  expect_outcomes({
+  expect_fatal_cases({
       {"label", [&] { open_file("fopen(source)", missing.c_str(), "r"); }, 1,
        "Trying to open " + missing + "\n", "fopen(source): No such file or directory\n"},
       {"default", [&] { open_file(nullptr, missing.c_str(), "r"); }, 1,
@@ -117,7 +69,7 @@ TEST(FileWrappersDeathTest, FailedCallsUseTheirLabels) {
     close(fileno(stream));
     return stream;
   };
-  expect_outcomes({
+  expect_fatal_cases({
       {"reopen_file", [&] { reopen_file("freopen(stdin)", missing.c_str(), "r", stdin); }, 1, "",
        "freopen(stdin): No such file or directory\n"},
       {"reopen_file default", [&] { reopen_file(nullptr, missing.c_str(), "r", stdin); }, 1, "",
@@ -140,7 +92,7 @@ TEST(FileWrappersDeathTest, FailedCallsUseTheirLabels) {
 #if !defined(__SANITIZE_ADDRESS__)
 TEST(FileWrappersDeathTest, FailedAllocation) {
   static volatile size_t huge = static_cast<size_t>(-1) / 2;
-  expect_outcomes({
+  expect_fatal_cases({
       {"label", [] { allocate("malloc(cells)", huge); }, 1, "",
        "malloc(cells): Cannot allocate memory\n"},
       {"default", [] { allocate(nullptr, huge); }, 1, "", "malloc(): Cannot allocate memory\n"},
