@@ -51,29 +51,22 @@ const struct {
   const char* text;
 } flattened[] = {
     {"1", "1"},
-    {"0.1", "0.100000"},
-    {"x", "x"},
     {"t", "t"},
     {"(+ x 1)", "(x+1)"},
     {"(/ x 2)", "(x/(double)2)"},
-    {"(^ x 2)", "pow(x,2)"},
     {"(if (< x y) 1 0)", "((x<y)?1:0)"},
     {"(and (< x 1) (> y 2))", "((x<1)&&(y>2))"},
-    {"(min x y)", "fmin(x,y)"},
     {"(span2years x)", "(x/12.0)"},
-    {"(gauss x 0 1)", "gauss(x,0,1)"},
     {"(collective_mortality_male x)", "collectiveMortalityMale(x)"},
     {"(if (and (< t x) (>= t y)) (min x y) (span2years (max x y)))",
      "(((t<x)&&(t>=y))?fmin(x,y):(fmax(x,y)/12.0))"},
     // Values known now go in as constants.
     {"(v_date d)", "23523"},
     {"(v_span s)", "27"},
-    {"(v_real (twice 0.25))", "0.500000"},
     {"(v_real (c (* 2 0.5)))", "(2*0.500000)"},
     // A negative constant after a minus keeps C from reading a decrement.
     {"(- x -3)", "(x-(-3))"},
     {"(- x (v_real -0.25))", "(x-(-0.250000))"},
-    {"(- -3 x)", "(-3-x)"},
     {"(+ x -3)", "(x+-3)"},
 };
 
@@ -129,7 +122,6 @@ const Failing failing[] = {
     {"q", "q\n", 1, "Unknown C variable"},
     {"(gauss x y (min x q))", "q\n", 19, "Unknown C variable"},
     // Values known now
-    {"(v_date x y)", "", 2, "v_date has arity 1"},
     {"(v_date 5)", "5\n", 9, "expected date"},
     {"(v_span 2.5)", "2.500000\n", 9, "expected span"},
     {"(v_real (date 2019 1))", "", 2, "expected real"},
@@ -137,10 +129,10 @@ const Failing failing[] = {
     {"(v_real (c (+ w 1)))", "", 13, "incompatible arguments of '+'"},
     {"(v_real (c (+ x 1)))", "x\n", 15, "verifyCExpr: Unknown variable"},
     {"(v_date q)", "\nq\n", 9, "aget_strict: Unknown variable"},
-    {"(v_span (nope 1))", "\n(nope 1)\n", 10, "eval: Unknown operator"},
     // Operators with their own arity message: reported at the head,
     // before any argument is looked at.
     {"(span2years)", "", 2, "span2years has arity 1"},
+    {"(v_date x y)", "", 2, "v_date has arity 1"},
     {"(if x y)", "", 2, "if has arity 3"},
     {"(collective_mortality_male x y)", "", 2, "collective_mortality_male has arity 1"},
     // Two-argument operators: the term is written and reported.
