@@ -54,6 +54,10 @@ const struct {
     {"t", "t"},
     {"(+ x 1)", "(x+1)"},
     {"(/ x 2)", "(x/(double)2)"},
+    {"(^ x 2)", "pow(x,2)"},
+    {"(min x y)", "fmin(x,y)"},
+    {"(gauss x 0 1)", "gauss(x,0,1)"},
+    {"(dfsa_yield t)", "dfsa_yield(t)"},
     {"(if (< x y) 1 0)", "((x<y)?1:0)"},
     {"(and (< x 1) (> y 2))", "((x<1)&&(y>2))"},
     {"(span2years x)", "(x/12.0)"},
@@ -133,6 +137,10 @@ const Failing failing[] = {
     // before any argument is looked at.
     {"(span2years)", "", 2, "span2years has arity 1"},
     {"(v_date x y)", "", 2, "v_date has arity 1"},
+    {"(v_span)", "", 2, "v_span has arity 1"},
+    {"(v_real)", "", 2, "value has arity 1"},
+    {"(dfsa_yield)", "", 2, "dfsa_yield has arity 1"},
+    {"(gauss q 0)", "", 2, "gauss has arity 3"},
     {"(if x y)", "", 2, "if has arity 3"},
     {"(collective_mortality_male x y)", "", 2, "collective_mortality_male has arity 1"},
     // Two-argument operators: the term is written and reported.

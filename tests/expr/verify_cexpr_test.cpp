@@ -79,6 +79,9 @@ const Failing failing[] = {
     {"q", "q\n", 1, "verifyCExpr: Unknown variable"},
     // Values known when the program is written
     {"(v_date x y)", "", 2, "v_date has arity 1"},
+    {"(v_span)", "", 2, "v_span has arity 1"},
+    {"(v_real)", "", 2, "value has arity 1"},
+    {"(if 1 2)", "", 2, "if has arity 3"},
     {"(v_date y)", "\ny\n", 9, "Unbound symbol"},
     {"(v_span (g x))", "\n(g x)\n", 10, "verifyCompoundExpression: Unknown operator"},
     {"(v_real (is a))", "", 10, "Argument of 'is' must be state"},

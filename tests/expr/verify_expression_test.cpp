@@ -108,6 +108,9 @@ const Failing failing[] = {
     {"(substitute x x)", {}, "", 0, "Arity of 'substitute' is 3"},
     // quote, c, parseBool
     {"(quote)", {}, "", 0, "Arity of 'quote' is 1"},
+    {"(c)", {}, "", 0, "Arity of 'c' is 1"},
+    {"(parseBool)", {}, "", 0, "Arity of 'parseBool' is 1"},
+    {"(parseEvalBig \"1\" \"2\")", {}, "", 0, "Arity of 'parseEvalBig' is 1"},
     {"(c (+ age 1))", {.bound = "(age)"}, "age\n", 7, "verifyCExpr: Unknown variable"},
     {"(c \"a\")", {}, "\"a\"\n", 5, "verifyCExpr: Illegal atom"},
     // parse, parseEval, parseEvalBig
