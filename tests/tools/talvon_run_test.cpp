@@ -170,12 +170,15 @@ TEST(TalvonRunDeathTest, BadCommandLines) {
   } cases[] = {
       {{MODEL, "/nonexistent/p.tal"},
        "talvon-run: cannot read the portfolio /nonexistent/p.tal: No such file or directory\n"},
+      {{"/nonexistent/m.tal", EXAMPLE},
+       "talvon-run: cannot read the model /nonexistent/m.tal: No such file or directory\n"},
       {{MODEL, EXAMPLE, "/nonexistent/r.tal"},
        "talvon-run: cannot read the run script /nonexistent/r.tal: No such file or directory\n"},
       {{"--frobnicate", MODEL, EXAMPLE},
        "talvon-run: unknown option --frobnicate (see talvon-run --help)\n"},
       {{MODEL}, "talvon-run: a model and a portfolio are needed (see talvon-run --help)\n"},
       {{MODEL, EXAMPLE, "r", "x"}, "talvon-run: too many files: x (see talvon-run --help)\n"},
+      {{MODEL, EXAMPLE, "-o"}, "talvon-run: option -o needs a value (see talvon-run --help)\n"},
       {{"--conf", "/nonexistent", MODEL, EXAMPLE}, "talvon-run: no table folder /nonexistent\n"},
   };
   for (const Case& c : cases) {
