@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "support/annuity_run.h"
 #include "support/fifo_reader.h"
 #include "support/process.h"
 
@@ -14,23 +15,6 @@ const std::string MODEL =
     "(product_definition (annuity) (= 0 0) (while alive 100.0))\n";
 const std::string PORTFOLIO = "(define (portfolio) (assoc (\"policies\" ())))\n";
 const std::string UNKNOWN_TASK = "(define (frobnicate x) x)\n(define (task) (frobnicate 1))\n";
-
-// A run directory as the front end lays it out: scripts in work/, with
-// bin/ beside it.
-struct RunDir {
-  RunDir() {
-    mkdir(dir.file("work").c_str(), 0700);
-    mkdir(dir.file("bin").c_str(), 0700);
-  }
-  std::string script(const std::string& name, const std::string& text) const {
-    write_scrambled(dir.file("work/" + name), text);
-    return name;
-  }
-  Outcome exec(const std::string& f1, const std::string& f2, const std::string& f3) const {
-    return run_program({TALVON_EXE, "exec", f1, f2, f3}, "", dir.file("work"));
-  }
-  TempDir dir;
-};
 
 TEST(RunDriverDeathTest, FaultsNameTheirFile) {
   struct Case {
@@ -61,46 +45,44 @@ TEST(RunDriverDeathTest, FaultsNameTheirFile) {
        position("r.bin", 1, 36) + "Malformed portfolio name\n"},
   };
   for (const Case& c : cases) {
-    RunDir run;
-    Outcome o = run.exec(run.script("m.bin", c.model), run.script("p.bin", c.portfolio),
-                         run.script("r.bin", c.run));
+    Outcome o = AnnuityRun(c.model, c.portfolio, c.run).exec();
     EXPECT_EQ(o.status, 1) << c.run;
     EXPECT_EQ(o.out + o.err, c.err) << c.model << c.portfolio << c.run;
   }
 }
 
+// A portfolio handed over in ../bin is removed once read, also when the
+// model is broken; a portfolio of another name stays. A missing script
+// cannot be opened.
 TEST(RunDriverDeathTest, HandedOverPortfolioIsRemovedOnceRead) {
-  RunDir run;
-  write_scrambled(run.dir.file("bin/tool.bin"), PORTFOLIO);
-  // A broken model: the portfolio file is gone all the same.
-  Outcome o = run.exec(run.script("m.bin", "(oops)"), "../bin/tool.bin", run.script("r.bin", UNKNOWN_TASK));
-  EXPECT_EQ(o.err, position("m.bin", 1, 2) + "Unknown statement type\n");
-  EXPECT_NE(access(run.dir.file("bin/tool.bin").c_str(), F_OK), 0);
-
-  write_scrambled(run.dir.file("bin/other.bin"), PORTFOLIO);
-  o = run.exec(run.script("m.bin", MODEL), "../bin/other.bin", run.script("r.bin", UNKNOWN_TASK));
-  EXPECT_EQ(o.err, position("r.bin", 2, 17) + "Unknown task\n");
-  EXPECT_EQ(access(run.dir.file("bin/other.bin").c_str(), F_OK), 0);
-}
-
-TEST(RunDriverDeathTest, MissingScript) {
-  RunDir run;
-  Outcome o = run.exec(run.script("m.bin", MODEL), "p.bin", run.script("r.bin", UNKNOWN_TASK));
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.out, "Trying to open p.bin\n");
-  EXPECT_EQ(o.err, "fopen(source): No such file or directory\n");
+  struct Case {
+    std::string model, f2, err_out;
+    bool removed;
+  } cases[] = {
+      {"(oops)", "../bin/tool.bin", position("m.bin", 1, 2) + "Unknown statement type\n", true},
+      {MODEL, "../bin/tool.bin", position("r.bin", 2, 17) + "Unknown task\n", true},
+      {MODEL, "../bin/other.bin", position("r.bin", 2, 17) + "Unknown task\n", false},
+      {MODEL, "none.bin", "Trying to open none.bin\nfopen(source): No such file or directory\n",
+       false},
+  };
+  for (const Case& c : cases) {
+    AnnuityRun run(c.model, PORTFOLIO, UNKNOWN_TASK);
+    std::string handed = run.dir.file("work/" + c.f2);
+    if (c.f2 != "none.bin") write_scrambled(handed, PORTFOLIO);
+    Outcome o = run_program({TALVON_EXE, "exec", "m.bin", c.f2, "r.bin"}, "", run.dir.file("work"));
+    EXPECT_EQ(o.status, 1) << c.f2;
+    EXPECT_EQ(o.out + o.err, c.err_out) << c.f2;
+    EXPECT_EQ(access(handed.c_str(), F_OK) != 0, c.removed || c.f2 == "none.bin") << c.f2;
+  }
 }
 
 // The server ends like exec, sending the end record first when a
 // progress pipe is given and opening nothing for "-1".
 TEST(ServerDeathTest, EndRecordPrecedesTheMessage) {
   for (bool with_pipe : {true, false}) {
-    RunDir run;
+    AnnuityRun run(MODEL, PORTFOLIO, UNKNOWN_TASK);
     FifoReader front_end(run.dir.file("progress"));
-    Outcome o = run_program({TALVON_EXE, "server", run.script("m.bin", MODEL),
-                             run.script("p.bin", PORTFOLIO), run.script("r.bin", UNKNOWN_TASK),
-                             with_pipe ? front_end.path : "-1", "-1"},
-                            "", run.dir.file("work"));
+    Outcome o = run.server(with_pipe ? front_end.path : "-1", "-1");
     EXPECT_EQ(o.status, 1);
     EXPECT_EQ(o.err, position("r.bin", 2, 17) + "Unknown task\n");
     EXPECT_EQ(decode_progress(front_end.finish()), with_pipe ? "E " : "");
