@@ -169,17 +169,6 @@ Outcome build_and_run(const std::string& text) {
   });
 }
 
-TEST(BasisProgramTest, GaussIsCutOffBeyondTenDeviations) {
-  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
-  Outcome o = build_and_run(
-      program_text(portfolio,
-                   "  printf(\"%.6f %.6f\\n\",gauss(0,0,1),gauss(3,1,2));\n"
-                   "  printf(\"%d %d %d %d\\n\",gauss(10,0,1)>0,gauss(10.0001,0,1)==0.0,\n"
-                   "    gauss(-20,0,2)>0,gauss(-20.01,0,2)==0.0);\n"));
-  EXPECT_EQ(o.status, 0) << o.err;
-  EXPECT_EQ(o.out, "0.398942 0.120985\n1 1 1 1\n");
-}
-
 // Prints the cache of one sex: its least and greatest entry over the first
 // 50 years, the entry of month 1439, and the entries at two ages. (Late in
 // life the mass still alive is so small that the quotient loses digits.)
@@ -198,10 +187,15 @@ std::string with_show(const std::string& program) {
   return program.substr(0, main_at) + PRINT_CACHE + program.substr(main_at);
 }
 
-TEST(BasisProgramTest, TablesInterpolateByMonthAndNoIntensitiesGiveNoCollectiveMortality) {
+// The tables interpolate by month, gauss is cut off beyond ten deviations,
+// and no intensities give no collective mortality.
+TEST(BasisProgramTest, TablesGaussAndNoCollectiveMortality) {
   const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
   Outcome o = build_and_run(
       with_show(program_text(portfolio,
+                             "  printf(\"%.6f %.6f\\n\",gauss(0,0,1),gauss(3,1,2));\n"
+                             "  printf(\"%d %d %d %d\\n\",gauss(10,0,1)>0,gauss(10.0001,0,1)==0.0,\n"
+                             "    gauss(-20,0,2)>0,gauss(-20.01,0,2)==0.0);\n"
                              "  double t[]={-5,0,6,7.5,12,18,24,30,1000};\n"
                              "  int i;\n"
                              "  for(i=0;i<9;i++) printf(\"%.4f \",dfsa_yield(t[i]));\n"
@@ -215,41 +209,13 @@ TEST(BasisProgramTest, TablesInterpolateByMonthAndNoIntensitiesGiveNoCollectiveM
                              "  show(one_alive_both_dead_female);\n")));
   EXPECT_EQ(o.status, 0) << o.err;
   EXPECT_EQ(o.out,
+            "0.398942 0.120985\n1 1 1 1\n"
             "1.0000 1.0000 1.5000 1.6250 2.0000 2.5000 3.0000 3.0000 3.0000 "
             "| 0.2500 0.6250 9.3750 -0.0100\n"
             "0.0\n"
             "0.000000000 0.000000000 0.0 0.000000000 0.000000000\n"
             "0.0\n"
             "0.000000000 0.000000000 0.0 0.000000000 0.000000000\n");
-}
-
-TEST(BasisProgramTest, EachSexIsComputedOnItsFirstCallOnly) {
-  Intensities male = {"0.01", "0", "0", "0"};
-  Intensities female = {"0.02", "0", "0", "0"};
-  const Cell* portfolio = portfolio_with(male, female, SMALL_TABLES);
-  Outcome o = build_and_run(with_show(program_text(
-      portfolio,
-      "  printf(\"%.1f %.1f\\n\",one_alive_both_dead_male[5],one_alive_both_dead_female[5]);\n"
-      "  printf(\"%.6f\\n\",collectiveMortalityMale(100.4));\n"
-      "  show(one_alive_both_dead_male);\n"
-      "  printf(\"%.1f %.1f\\n\",one_alive_both_dead_female[5],one_alive_both_dead_female[1439]);\n"
-      // A changed cache entry is what the next call gives: no new computation.
-      "  one_alive_both_dead_male[200]=0.5;\n"
-      "  printf(\"%.6f\\n\",collectiveMortalityMale(199.6));\n"
-      "  printf(\"%.6f\\n\",collectiveMortalityFemale(0));\n"
-      "  show(one_alive_both_dead_female);\n"
-      "  printf(\"%.6f\\n\",one_alive_both_dead_male[200]);\n")));
-  EXPECT_EQ(o.status, 0) << o.err;
-  // Nobody marries, so the collective mortality is the insured's own.
-  EXPECT_EQ(o.out,
-            "-1.0 -1.0\n"
-            "0.010000\n"
-            "0.010000000 0.010000000 0.0 0.010000000 0.010000000\n"
-            "-1.0 -1.0\n"
-            "0.500000\n"
-            "0.020000\n"
-            "0.020000000 0.020000000 0.0 0.020000000 0.020000000\n"
-            "0.500000\n");
 }
 
 TEST(BasisProgramTest, AMarriedInsuredDiesAloneOnlyWhenTheSpouseDies) {
