@@ -148,43 +148,6 @@ TEST(CashflowTaskTest, ServerValuesAPortfolioOverPipes) {
   EXPECT_TRUE(run.binFiles().empty());
 }
 
-// A policy that can be surrendered (1 % a month, nothing else happens) with
-// an annuity: the surrender product pays 1000 on the probability surrendered
-// in the month, the annuity 100 while the holder is still a customer.
-TEST(CashflowTaskTest, SurrenderProductPaysOnSurrender) {
-  const std::string model =
-      "(cdef t_span t (v_span (span 0 0)))\n"
-      "(split () all (customer surrender) (init (quote customer)) (intensity customer surrender "
-      "0.01))\n"
-      "(split () customer (alive dead) (init (quote alive)) (intensity alive dead 0.0))\n"
-      "(split () customer (premium_paying free_policy) (init (quote premium_paying))\n"
-      "  (intensity premium_paying free_policy 0.0))\n"
-      "(split () alive (active disabled) (init (quote active)) (intensity active disabled 0.0))\n"
-      "(product_definition (product_surrender) (= 0 0)\n"
-      "  (when (to (and active premium_paying) surrender) 1000.0))\n"
-      "(product_definition (annuity) (= 0 0) (while alive 100.0))\n";
-  const std::string portfolio =
-      BASIS +
-      "(define (portfolio) (assoc (\"basis\" (basis)) (\"policies\" (list (assoc (\"products\" "
-      "(list\n"
-      "  (assoc (\"product_definition\" \"product_surrender\") (\"from\" 3) (\"to\" 4))\n"
-      "  (assoc (\"product_definition\" \"annuity\") (\"from\" 1) (\"to\" 2)))))))))\n";
-  RunDir run(model, portfolio);
-  FifoReader results(run.dir.file("results"));
-  Outcome o = run.server("-1", results.path);
-  EXPECT_EQ(o.status, 0) << o.out << o.err;
-  std::vector<Record> records = decode_results(results.finish());
-  ASSERT_EQ(records.size(), 2u * MONTHS + 2u);
-  for (int t = 0; t < MONTHS; t++) {
-    const Record& annuity = records[2 * t];
-    const Record& surrender = records[2 * t + 1];
-    ASSERT_EQ(annuity.x * 10 + annuity.y, 12);
-    ASSERT_EQ(surrender.x * 10 + surrender.y, 34);
-    ASSERT_NEAR(annuity.value, 100.0 * std::pow(0.99, t + 1), 1e-10) << t;
-    ASSERT_NEAR(surrender.value, 1000.0 * 0.01 * std::pow(0.99, t), 1e-10) << t;
-  }
-}
-
 // The front end's side of the socket variant: a listener on loopback that
 // takes one connection and reads it to its end.
 struct SocketReader {
