@@ -51,7 +51,6 @@ const std::vector<std::string> NESTED = {
     "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 2.0)))",
     "(split (x) alive (active disabled) (init x) (intensity active disabled (* 0.1 0.5)))",
     "(product_definition (p) (= 0 0) (while active 100.0))",
-    "(product_definition (q) (= 0 0) (when (to active disabled) 100.0))",
 };
 
 const std::vector<std::string> WEIGHTED = {
@@ -65,18 +64,6 @@ const std::vector<std::string> INTEGER_WEIGHTS = {
     "(split (x) in (a b c) (init x) (weight a 0) (weight b 1))",
     "(product_definition (p) (= 0 0) (while a 1.0))",
 };
-
-TEST(StateMovesTest, PayingTransitionAddsTheMovedProbability) {
-  Model m = runPasses(NESTED);
-  EXPECT_EQ(movesOf(m, "q", 0, Side::freePolicy),
-            lines4({"// Move fp probabiliites",
-                    "prob=((prob_alive_to_alive*prob_active_to_disabled)*prob_fp_0);",
-                    "prob_product_0_fp_state_0-=prob;", "prob_product_0_fp_state_1+=prob;",
-                    "probTransfer+=prob;", "prob=(prob_alive_to_dead*prob_fp_0);",
-                    "prob_product_0_fp_state_0-=prob;", "prob_product_0_fp_state_2+=prob;",
-                    "prob=(prob_alive_to_dead*prob_fp_1);", "prob_product_0_fp_state_1-=prob;",
-                    "prob_product_0_fp_state_2+=prob;"}));
-}
 
 TEST(StateMovesTest, IntegerWeightsFoldAndDropTheMovesTheyForbid) {
   Model m = runPasses(INTEGER_WEIGHTS);
@@ -109,29 +96,6 @@ TEST(StateMovesTest, KnownIntegerIntensitiesSimplifyButRealsDoNot) {
                     "prob_product_0_state_2+=prob;", "prob=(1.000000*prob_2);",
                     "prob_product_0_state_2-=prob;", "prob_product_0_state_0+=prob;",
                     "probTransfer+=prob_product_0_state_0;"}));
-}
-
-TEST(StateMovesTest, IndependentSplitsMultiplyTheirComponents) {
-  Model m = runPasses({
-      "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 1.0)))",
-      "(split (x) all (single married) (init x) (intensity single married (* 0.02 1.0)))",
-      "(product_definition (p) (= 0 0) (while (and married alive) 1.0))",
-  });
-  // alive, the last state of the condition, is placed first: the tuples are
-  // (alive single), (alive married), (dead single), (dead married); the
-  // stays of married and of dead are the integer 1 and disappear.
-  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
-            lines4({"// Move pp probabiliites", "probTransfer=0;",
-                    "prob=((prob_alive_to_alive*prob_single_to_married)*prob_0);",
-                    "prob_product_0_state_0-=prob;", "prob_product_0_state_1+=prob;",
-                    "prob=((prob_alive_to_dead*prob_single_to_single)*prob_0);",
-                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
-                    "prob=((prob_alive_to_dead*prob_single_to_married)*prob_0);",
-                    "prob_product_0_state_0-=prob;", "prob_product_0_state_3+=prob;",
-                    "prob=(prob_alive_to_dead*prob_1);", "prob_product_0_state_1-=prob;",
-                    "prob_product_0_state_3+=prob;", "prob=(prob_single_to_married*prob_2);",
-                    "prob_product_0_state_2-=prob;", "prob_product_0_state_3+=prob;",
-                    "probTransfer+=prob_product_0_state_1;"}));
 }
 
 TEST(StateMovesTest, MultiplyTermsSimplifiesOnlyIntegerZeroAndOne) {
