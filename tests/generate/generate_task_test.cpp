@@ -156,7 +156,6 @@ TEST(RandomPolicy, BirthFromOneDraw) {
     const char* policy;
   };
   const Case cases[] = {
-      {0, "may(1988)", "may(2018)"},
       // 23858.53 rounds up to apr; cut off it would be mar.
       {100, "apr(1988)", "apr(2018)"},
       {32767, "may(1948)", "may(1978)"},
@@ -310,24 +309,6 @@ TEST(GenerateTask, CountsBelowOneAndAnEmptySecondName) {
     EXPECT_EQ(count_of(a, "\"time_birth\""), c.policies) << c.task;
     EXPECT_EQ(ends_with(a, "  ))\n  (\"policies\"\n   (list\n\n))))\n"), c.policies == 0);
   }
-}
-
-TEST(GenerateTask, CountTwoDrawsTwice) {
-  WorkDir work;
-  Outcome o = work.exec("(generate 2 \"out/a.bpf\" \"out/b.bpf\")");
-  EXPECT_EQ(o.status, 0) << o.err;
-  EXPECT_EQ(o.out, "Generate 2 products\nGenerate 2 products\n");
-  EXPECT_EQ(work.files("out"), (std::set<std::string>{"a.bpf", "b.bpf"}));
-  std::string a = work.read("out/a.bpf");
-  std::string b = work.read("out/b.bpf");
-  EXPECT_EQ(count_of(a, "\"time_birth\""), 2);
-  EXPECT_EQ(count_of(b, "\"time_birth\""), 2);
-  // The products and the surrender entry of each policy.
-  EXPECT_EQ(count_of(a, "(assoc\n        (\"product_definition\""), 2 * 5);
-  EXPECT_EQ(count_of(b, "(assoc\n        (\"product_definition\""), 2 * 8);
-  EXPECT_EQ(count_of(a, "\"\"\"product_surrender\"\"\""), 2);
-  // Readable: the emitter's compact mode is off.
-  EXPECT_EQ(a.rfind("(define (portfolio)\n (assoc\n", 0), 0u);
 }
 
 TEST(GenerateTask, CountOneWritesEveryProductBesideTheFirstFile) {
