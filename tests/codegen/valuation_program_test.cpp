@@ -59,47 +59,6 @@ const std::string ALIVE =
     "(cdef t_span t (v_span (span 0 0)))\n"
     "(split () all (alive dead) (init (quote alive)) (intensity alive dead 0.01))\n";
 
-TEST(PolicyProductsTest, RecordsRunNewestFirst) {
-  Model m = runPasses(ALIVE +
-                      "(product_definition (A) (= 0 0) (while alive 1.0))\n"
-                      "(product_definition (B) (= 0 0) 2.0)\n");
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("A"), product("B")}), policy({product("A")})})),
-      m.products);
-  ASSERT_EQ(length(records), 3);
-  const char* names[] = {"\"A\"", "\"B\"", "\"A\""};
-  for (int i = 0; i < 3; i++) {
-    const Cell* record = nth(2 - i, records);
-    EXPECT_EQ(field(record, "id"), std::to_string(i));
-    EXPECT_EQ(field(record, "name"), names[i]);
-    EXPECT_EQ(field(record, "weight"), "1");
-  }
-  EXPECT_EQ(printed(akeys(first(records))), "(id name weight def env)");
-  EXPECT_EQ(aget_named(first(records), "def"), aget_named(m.products, "A"));
-  EXPECT_EQ(aget_named(second(records), "def"), aget_named(m.products, "B"));
-}
-
-TEST(PolicyProductsTest, LinearCombinationTermsAreRecords) {
-  Model m = runPasses(ALIVE +
-                      "(product_definition (A) (= 0 0) (while alive 1.0))\n"
-                      "(product_definition (B) (= 0 0) (while dead 3.0))\n"
-                      "(product_definition (L) (= 0 0) "
-                      "(linear_combination (0.5 (A)) (2.0 (B x))))\n");
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("B"), product("L")})})), m.products);
-  ASSERT_EQ(length(records), 3);
-  // B first (id 0), then the terms of L in order.
-  const char* expected[][4] = {{"2", "B", "2.000000", "B"}, {"1", "A", "0.500000", "A"},
-                               {"0", "\"B\"", "1", "B"}};
-  for (int i = 0; i < 3; i++) {
-    const Cell* record = nth(i, records);
-    EXPECT_EQ(field(record, "id"), expected[i][0]);
-    EXPECT_EQ(field(record, "name"), expected[i][1]);
-    EXPECT_EQ(field(record, "weight"), expected[i][2]);
-    EXPECT_EQ(aget_named(record, "def"), aget_named(m.products, expected[i][3]));
-  }
-}
-
 TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
   Model m = runPasses(ALIVE + "(product_definition (A) (= 0 0) 1.0)\n");
   const Cell* records = buildPolicyProducts(
@@ -112,28 +71,6 @@ TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
   EXPECT_EQ(printed(aget_named(newest, "k")), "2");
   EXPECT_EQ(printed(aget_named(newest, "j")), "4");
   EXPECT_EQ(printed(aget_named(newest, "from")), "1");
-}
-
-TEST(PolicyProductsTest, FlagsAndSurrender) {
-  Model m = runPasses(ALIVE + "(product_definition (product_surrender) (= 0 0) 1.0)\n");
-  struct Case {
-    std::string portfolio;
-    int surrender, sevenState;
-  };
-  const Case cases[] = {
-      {portfolio({policy({product("product_surrender")})}), TRUE, FALSE},
-      // The integer 0 is not nil: the flag is set.
-      {portfolio({policy({product("product_surrender")})}, " (\"seven_state\" 0)"), TRUE, TRUE},
-      {portfolio({policy({product("product_surrender", " (\"seven_state\" ())")})},
-                 " (\"seven_state\" 1)"),
-       TRUE, FALSE},
-  };
-  for (const Case& c : cases) {
-    const Cell* record = first(buildPolicyProducts(evaluate(m, c.portfolio), m.products));
-    EXPECT_EQ(isSurrenderProduct(record), c.surrender) << c.portfolio;
-    EXPECT_EQ(recordFlag(record, "seven_state"), c.sevenState) << c.portfolio;
-    EXPECT_EQ(getsNoCode(record), c.surrender && c.sevenState) << c.portfolio;
-  }
 }
 
 TEST(PolicyProductsTest, InitialStateFromThePolicy) {
