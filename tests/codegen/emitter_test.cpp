@@ -194,27 +194,6 @@ TEST_F(Emitter, CompactLinesOfAnyLength) {
   EXPECT_EQ(written(), text);
 }
 
-TEST_F(Emitter, CompactProgramIsItsIncludesAndOneLine) {
-  compactMode = 1;
-  emitLine(0, "#include <stdio.h>");
-  emitLine(0, "#include <math.h>");
-  emitLine(0, "#define MONTH_LIMIT 1440");
-  emitBlankLine();
-  emitIndent(4);
-  emitComment(0, Str("Main program"));
-  emitLine(0, "int main(){");
-  declareDoubleInit(2, Sym("x"), Real(1));
-  emitLine(2, "for(t=0;t<MONTH_LIMIT;t++){");
-  emitAssign(4, Sym("x"), list3(Sym("x"), Sym("*"), Int(2)));
-  emitLine(2, "}");
-  emitLine(0, "}");
-  std::string x = Sc("x");
-  EXPECT_EQ(written(),
-            "#include <stdio.h>\n#include <math.h>\n"
-            " int main(){ double " + x + "=1.000000; for(K=0;K<1440;K++){ " + x + "=" + x +
-                "*2; } } ");
-}
-
 TEST_F(Emitter, AssignmentsComeOutOldestFirst) {
   compactMode = 0;
   const Cell* acc = Nil();
@@ -235,22 +214,6 @@ TEST_F(Emitter, AssignmentsComeOutOldestFirst) {
   emitAssignments(0, acc);
   std::string text = written();
   EXPECT_EQ(text.substr(text.size() - 16), "19999=\n  20000;\n");
-}
-
-TEST_F(Emitter, StateComments) {
-  const Cell* record = list2(cons(Sym("id"), Int(3)), cons(Sym("name"), Str("product_x")));
-  const Cell* alive = list1(cons(Sym("alive"), Nil()));
-  const Cell* dead = list1(cons(Sym("dead"), list1(cons(Sym("now"), Nil()))));
-  compactMode = 0;
-  emitStateComments(2, list2(alive, dead), record);
-  EXPECT_EQ(written(),
-            "  // product_x\n"
-            "  // state 0: ((alive))\n"
-            "  // state 1: ((dead (now)))\n");
-  size_t readable = written().size();
-  compactMode = 1;
-  emitStateComments(2, list2(alive, dead), record);
-  EXPECT_EQ(written().size(), readable) << "compact mode writes nothing";
 }
 
 TEST_F(EmitterDeathTest, TemplateArgumentCount) {
