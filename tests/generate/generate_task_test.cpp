@@ -130,13 +130,6 @@ TEST(DateText, MonthsBeforeMay2018) {
   for (const Case& c : cases) EXPECT_EQ(dateText(c.years), c.text) << c.years;
 }
 
-TEST(UniformRandom, DrawsFromTheSharedGenerator) {
-  for (int r : {0, 100, 32767}) {
-    crt_srand(seed_for_draw(r));
-    EXPECT_EQ(uniformRandom(), (r + 0.5) / 32768.0) << r;
-  }
-}
-
 const char* const POLICY_A_TAIL =
     "     (\"gender\" (parseEval \"\"\"male\"\"\"))\n"
     "     (\"state_calculation\" (parseEval \"\"\"active\"\"\"))\n";
