@@ -52,12 +52,6 @@ Model bundledModel() {
   return runPasses(append(readFile(MODEL_PATH), append(readFile(EXAMPLE_PATH), readFile(RUN_PATH))));
 }
 
-TEST(PensionModelTest, DefinesEveryProductOfTheFixedList) {
-  Model m = bundledModel();
-  for (const char* n : FIXED_PRODUCTS) EXPECT_TRUE(is_cons(aget_named(m.products, n))) << n;
-  for (const char* n : GENERIC_PRODUCTS) EXPECT_TRUE(is_cons(aget_named(m.products, n))) << n;
-}
-
 const Cell* symbolKey(const char* key, const Cell* value, const Cell* env) {
   return acons(symbol(key), value, env);
 }
