@@ -59,10 +59,15 @@ const std::string ALIVE =
     "(cdef t_span t (v_span (span 0 0)))\n"
     "(split () all (alive dead) (init (quote alive)) (intensity alive dead 0.01))\n";
 
+// A product's entries hide its policy's, the policy's its portfolio's; the
+// initial state comes from them.
 TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
-  Model m = runPasses(ALIVE + "(product_definition (A) (= 0 0) 1.0)\n");
+  Model m = runPasses(
+      "(split (s) all (alive dead) (init s))\n"
+      "(product_definition (A) (= 0 0) (while dead 1.0))\n");
   const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("A", " (\"k\" 1)"), product("A")}, " (\"k\" 2)")},
+      evaluate(m, portfolio({policy({product("A", " (\"k\" 1) (\"s\" (quote dead))"), product("A")},
+                                    " (\"k\" 2) (\"s\" (quote alive))")},
                             " (\"k\" 3) (\"j\" 4)")),
       m.products);
   const Cell* newest = aget_named(first(records), "env");
@@ -71,16 +76,6 @@ TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
   EXPECT_EQ(printed(aget_named(newest, "k")), "2");
   EXPECT_EQ(printed(aget_named(newest, "j")), "4");
   EXPECT_EQ(printed(aget_named(newest, "from")), "1");
-}
-
-TEST(PolicyProductsTest, InitialStateFromThePolicy) {
-  Model m = runPasses(
-      "(split (s) all (alive dead) (init s))\n"
-      "(product_definition (A) (= 0 0) (while dead 1.0))\n");
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("A", " (\"s\" (quote dead))"), product("A")},
-                                    " (\"s\" (quote alive))")})),
-      m.products);
   EXPECT_EQ(initialStateIndex(first(records), m.defs), 0);
   EXPECT_EQ(initialStateIndex(second(records), m.defs), 1);
 }
