@@ -256,36 +256,4 @@ TEST(BasisProgramTest, AMarriedInsuredDiesAloneOnlyWhenTheSpouseDies) {
   EXPECT_EQ(v[2], 0.0);
 }
 
-TEST(BasisProgramTest, CompactTextBuildsAndComputesTheSame) {
-  Intensities male = {"0.01", "0", "0", "0"};
-  const Cell* portfolio = portfolio_with(male, NOTHING_HAPPENS, SMALL_TABLES);
-  // main goes through the emitter too, so that its names are scrambled
-  // alike; it prints with fprintf to stderr, which compact mode keeps.
-  std::string text = emitted(true, [&] {
-    emitLine(0, "#include <stdio.h>");
-    emitLine(0, "#include <stdlib.h>");
-    emitLine(0, "#include <math.h>");
-    emitLine(0, "#include <windows.h>");
-    emitLine(0, "#define MONTH_LIMIT 1440");
-    emitBasisTables(portfolio);
-    emitBasisFunctions(portfolio);
-    emitLine(0, "int main(){");
-    emitLine(2, "one_over_sqrt_two_pi=1.0/sqrt(2.0*M_PI);");
-    emitLine(2, "int month;");
-    emitLine(2, "for(month=0;month<MONTH_LIMIT;month++){");
-    emitLine(4, "one_alive_both_dead_male[month]=-1.0;");
-    emitLine(4, "one_alive_both_dead_female[month]=-1.0;}");
-    emitLine(2, "fprintf(stderr,\"%.4f %.6f %.6f %.1f\\n\",dfsa_yield(6),gauss(0,0,1),");
-    emitLine(4, "collectiveMortalityMale(100),one_alive_both_dead_female[0]);");
-    emitLine(2, "return 0;}");
-  });
-  std::string includes =
-      "#include <stdio.h>\n#include <stdlib.h>\n#include <math.h>\n#include <windows.h>\n";
-  EXPECT_EQ(text.substr(0, includes.size()), includes);
-  EXPECT_EQ(text.find('\n', includes.size()), std::string::npos);
-  Outcome o = build_and_run(text);
-  EXPECT_EQ(o.status, 0);
-  EXPECT_EQ(o.err, "1.5000 0.398942 0.010000 -1.0\n");
-}
-
 }  // namespace
