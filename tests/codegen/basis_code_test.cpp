@@ -169,17 +169,6 @@ Outcome build_and_run(const std::string& text) {
   });
 }
 
-TEST(BasisProgramTest, GaussIsCutOffBeyondTenDeviations) {
-  const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
-  Outcome o = build_and_run(
-      program_text(portfolio,
-                   "  printf(\"%.6f %.6f\\n\",gauss(0,0,1),gauss(3,1,2));\n"
-                   "  printf(\"%d %d %d %d\\n\",gauss(10,0,1)>0,gauss(10.0001,0,1)==0.0,\n"
-                   "    gauss(-20,0,2)>0,gauss(-20.01,0,2)==0.0);\n"));
-  EXPECT_EQ(o.status, 0) << o.err;
-  EXPECT_EQ(o.out, "0.398942 0.120985\n1 1 1 1\n");
-}
-
 // Prints the cache of one sex: its least and greatest entry over the first
 // 50 years, the entry of month 1439, and the entries at two ages. (Late in
 // life the mass still alive is so small that the quotient loses digits.)
@@ -198,10 +187,15 @@ std::string with_show(const std::string& program) {
   return program.substr(0, main_at) + PRINT_CACHE + program.substr(main_at);
 }
 
-TEST(BasisProgramTest, TablesInterpolateByMonthAndNoIntensitiesGiveNoCollectiveMortality) {
+// The tables interpolate by month, gauss is cut off beyond ten deviations,
+// and no intensities give no collective mortality.
+TEST(BasisProgramTest, TablesGaussAndNoCollectiveMortality) {
   const Cell* portfolio = portfolio_with(NOTHING_HAPPENS, NOTHING_HAPPENS, SMALL_TABLES);
   Outcome o = build_and_run(
       with_show(program_text(portfolio,
+                             "  printf(\"%.6f %.6f\\n\",gauss(0,0,1),gauss(3,1,2));\n"
+                             "  printf(\"%d %d %d %d\\n\",gauss(10,0,1)>0,gauss(10.0001,0,1)==0.0,\n"
+                             "    gauss(-20,0,2)>0,gauss(-20.01,0,2)==0.0);\n"
                              "  double t[]={-5,0,6,7.5,12,18,24,30,1000};\n"
                              "  int i;\n"
                              "  for(i=0;i<9;i++) printf(\"%.4f \",dfsa_yield(t[i]));\n"
@@ -215,41 +209,13 @@ TEST(BasisProgramTest, TablesInterpolateByMonthAndNoIntensitiesGiveNoCollectiveM
                              "  show(one_alive_both_dead_female);\n")));
   EXPECT_EQ(o.status, 0) << o.err;
   EXPECT_EQ(o.out,
+            "0.398942 0.120985\n1 1 1 1\n"
             "1.0000 1.0000 1.5000 1.6250 2.0000 2.5000 3.0000 3.0000 3.0000 "
             "| 0.2500 0.6250 9.3750 -0.0100\n"
             "0.0\n"
             "0.000000000 0.000000000 0.0 0.000000000 0.000000000\n"
             "0.0\n"
             "0.000000000 0.000000000 0.0 0.000000000 0.000000000\n");
-}
-
-TEST(BasisProgramTest, EachSexIsComputedOnItsFirstCallOnly) {
-  Intensities male = {"0.01", "0", "0", "0"};
-  Intensities female = {"0.02", "0", "0", "0"};
-  const Cell* portfolio = portfolio_with(male, female, SMALL_TABLES);
-  Outcome o = build_and_run(with_show(program_text(
-      portfolio,
-      "  printf(\"%.1f %.1f\\n\",one_alive_both_dead_male[5],one_alive_both_dead_female[5]);\n"
-      "  printf(\"%.6f\\n\",collectiveMortalityMale(100.4));\n"
-      "  show(one_alive_both_dead_male);\n"
-      "  printf(\"%.1f %.1f\\n\",one_alive_both_dead_female[5],one_alive_both_dead_female[1439]);\n"
-      // A changed cache entry is what the next call gives: no new computation.
-      "  one_alive_both_dead_male[200]=0.5;\n"
-      "  printf(\"%.6f\\n\",collectiveMortalityMale(199.6));\n"
-      "  printf(\"%.6f\\n\",collectiveMortalityFemale(0));\n"
-      "  show(one_alive_both_dead_female);\n"
-      "  printf(\"%.6f\\n\",one_alive_both_dead_male[200]);\n")));
-  EXPECT_EQ(o.status, 0) << o.err;
-  // Nobody marries, so the collective mortality is the insured's own.
-  EXPECT_EQ(o.out,
-            "-1.0 -1.0\n"
-            "0.010000\n"
-            "0.010000000 0.010000000 0.0 0.010000000 0.010000000\n"
-            "-1.0 -1.0\n"
-            "0.500000\n"
-            "0.020000\n"
-            "0.020000000 0.020000000 0.0 0.020000000 0.020000000\n"
-            "0.500000\n");
 }
 
 TEST(BasisProgramTest, AMarriedInsuredDiesAloneOnlyWhenTheSpouseDies) {
@@ -262,65 +228,32 @@ TEST(BasisProgramTest, AMarriedInsuredDiesAloneOnlyWhenTheSpouseDies) {
       "  show(one_alive_both_dead_male);\n"
       "  printf(\"%.12f %.12f\\n\",one_alive_both_dead_male[239],\n"
       "    one_alive_both_dead_male[300]);\n";
-  Outcome immortal =
-      build_and_run(with_show(program_text(portfolio_with(male, immortal_wives, {}), checks)));
-  Outcome short_lived =
-      build_and_run(with_show(program_text(portfolio_with(male, short_lived_wives, {}), checks)));
-  EXPECT_EQ(immortal.status, 0) << immortal.err;
-  EXPECT_EQ(short_lived.status, 0) << short_lived.err;
-  double low, high, last, at12, at600, at239, at300;
-  ASSERT_EQ(sscanf(immortal.out.c_str(), "%lf %lf %lf %lf %lf\n%lf %lf", &low, &high, &last, &at12,
-                   &at600, &at239, &at300),
-            7)
-      << immortal.out;
+  // The cache's least, greatest and last entry, months 12 and 600, then
+  // months 239 and 300.
+  auto cache = [&](const Intensities& wives) {
+    Outcome o = build_and_run(with_show(program_text(portfolio_with(male, wives, {}), checks)));
+    EXPECT_EQ(o.status, 0) << o.err;
+    std::vector<double> v(7);
+    EXPECT_EQ(sscanf(o.out.c_str(), "%lf %lf %lf %lf %lf\n%lf %lf", &v[0], &v[1], &v[2], &v[3],
+                     &v[4], &v[5], &v[6]),
+              7)
+        << o.out;
+    return v;
+  };
   // Unmarried men die at their own rate; married ones leave a widow.
-  EXPECT_DOUBLE_EQ(at12, 0.01);
-  EXPECT_DOUBLE_EQ(at239, 0.01);
-  EXPECT_GT(at300, 0.0);
-  EXPECT_LT(at300, 0.001);
-  EXPECT_LT(at600, 1e-9);
-  EXPECT_GE(low, 0.0);
-  EXPECT_EQ(last, 0.0);
+  std::vector<double> v = cache(immortal_wives);
+  EXPECT_DOUBLE_EQ(v[3], 0.01);
+  EXPECT_DOUBLE_EQ(v[5], 0.01);
+  EXPECT_GT(v[6], 0.0);
+  EXPECT_LT(v[6], 0.001);
+  EXPECT_LT(v[4], 1e-9);
+  EXPECT_GE(v[0], 0.0);
+  EXPECT_EQ(v[2], 0.0);
   // A wife who dies within her first month turns him single again at once.
-  ASSERT_EQ(sscanf(short_lived.out.c_str(), "%lf %lf %lf %lf %lf\n%lf %lf", &low, &high, &last,
-                   &at12, &at600, &at239, &at300),
-            7)
-      << short_lived.out;
-  EXPECT_DOUBLE_EQ(at239, 0.01);
-  EXPECT_GT(at300, 0.009);
-  EXPECT_EQ(last, 0.0);
-}
-
-TEST(BasisProgramTest, CompactTextBuildsAndComputesTheSame) {
-  Intensities male = {"0.01", "0", "0", "0"};
-  const Cell* portfolio = portfolio_with(male, NOTHING_HAPPENS, SMALL_TABLES);
-  // main goes through the emitter too, so that its names are scrambled
-  // alike; it prints with fprintf to stderr, which compact mode keeps.
-  std::string text = emitted(true, [&] {
-    emitLine(0, "#include <stdio.h>");
-    emitLine(0, "#include <stdlib.h>");
-    emitLine(0, "#include <math.h>");
-    emitLine(0, "#include <windows.h>");
-    emitLine(0, "#define MONTH_LIMIT 1440");
-    emitBasisTables(portfolio);
-    emitBasisFunctions(portfolio);
-    emitLine(0, "int main(){");
-    emitLine(2, "one_over_sqrt_two_pi=1.0/sqrt(2.0*M_PI);");
-    emitLine(2, "int month;");
-    emitLine(2, "for(month=0;month<MONTH_LIMIT;month++){");
-    emitLine(4, "one_alive_both_dead_male[month]=-1.0;");
-    emitLine(4, "one_alive_both_dead_female[month]=-1.0;}");
-    emitLine(2, "fprintf(stderr,\"%.4f %.6f %.6f %.1f\\n\",dfsa_yield(6),gauss(0,0,1),");
-    emitLine(4, "collectiveMortalityMale(100),one_alive_both_dead_female[0]);");
-    emitLine(2, "return 0;}");
-  });
-  std::string includes =
-      "#include <stdio.h>\n#include <stdlib.h>\n#include <math.h>\n#include <windows.h>\n";
-  EXPECT_EQ(text.substr(0, includes.size()), includes);
-  EXPECT_EQ(text.find('\n', includes.size()), std::string::npos);
-  Outcome o = build_and_run(text);
-  EXPECT_EQ(o.status, 0);
-  EXPECT_EQ(o.err, "1.5000 0.398942 0.010000 -1.0\n");
+  v = cache(short_lived_wives);
+  EXPECT_DOUBLE_EQ(v[5], 0.01);
+  EXPECT_GT(v[6], 0.009);
+  EXPECT_EQ(v[2], 0.0);
 }
 
 }  // namespace

@@ -73,17 +73,11 @@ TEST_F(Emitter, FlattensEachKindOfCell) {
       {"nil", Nil(), ""},
       {"symbol", Sym("prob_"), "prob_"},
       {"string without quotes", Str("a \"b\" %d"), "a \"b\" %d"},
-      {"integer", Int(-42), "-42"},
       {"smallest integer", Int(INT32_MIN), "-2147483648"},
-      {"largest integer", Int(INT32_MAX), "2147483647"},
-      {"zero", Int(0), "0"},
-      {"round integer", Int(1000000), "1000000"},
       {"real 1.5", Real(1.5), "1.500000"},
       {"just below half a millionth", Real(0.00000049), "0.000000"},
-      {"negative real", Real(-2.25), "-2.250000"},
       {"date as its month count", date_source(12 * 2019 + 10, 1, 1, "e.tal"), "24238"},
       {"span as its month count", span_source(-5, 1, 1, "e.tal"), "-5"},
-      {"list", list3(Sym("a"), Int(1), Str("b")), "a1b"},
       {"nested list", list3(Sym("x"), list2(Sym("y"), list1(Int(2))), Sym("z")), "xy2z"},
       {"improper list", cons(Sym("a"), Int(7)), "a7"},
   };
@@ -126,7 +120,7 @@ TEST_F(EmitterDeathTest, FlattenFillsTheSpaceExactlyOrOverflows) {
   }
 }
 
-TEST_F(Emitter, ReadableModeKeepsIndentBlankLinesAndComments) {
+TEST_F(Emitter, ReadableModeWriters) {
   compactMode = 0;
   emitIndent(4);
   emitBlankLine();
@@ -135,17 +129,30 @@ TEST_F(Emitter, ReadableModeKeepsIndentBlankLinesAndComments) {
   emitTemplate(0, "no holes", Nil());
   emitTemplate1(1, "%", Nil());
   emitTemplate(0, "%+%", list2(Str("100%"), Str("%d")));
+  declareDouble(2, Sym("prob"));
+  emitAssign(0, list2(Sym("prob_"), Int(1)), Str("fmax(0,y)"));
+  declareDoubleInit(4, Sym("yield"), Real(0.25));
+  emitComment(2, Str("state 3"));
   EXPECT_EQ(written(),
             "    \n"
             "  x=1; // one\n"
             "    double prob_3=0.500000;\n"
             "no holes\n"
             " \n"
-            "100%+%d\n");
+            "100%+%d\n"
+            "  double prob;\n"
+            "prob_1=fmax(0,y);\n"
+            "    double yield=0.250000;\n"
+            "  // state 3\n");
 }
 
+// One case per rule of compact mode: names scrambled alike at every
+// occurrence, MONTH_LIMIT inlined, includes kept on their own line, strings,
+// numbers, blanks and C's own names kept, comments dropped.
 TEST_F(Emitter, CompactLines) {
   compactMode = 1;
+  EXPECT_NE(Sc("reserve"), "reserve");
+  EXPECT_EQ(Sc("reserve").size(), 7u);
   struct Case {
     const char* line;
     std::string text;
@@ -155,19 +162,13 @@ TEST_F(Emitter, CompactLines) {
        "for(" + Sc("month") + "=0;" + Sc("month") + "<1440;" + Sc("month") + "++){ "},
       {"#define MONTH_LIMIT 1440", ""},
       {"#include <math.h>", "#include <math.h>\n"},
-      {"fprintf(stderr,\"tmp: WriteFile failed\\n\");",
-       "fprintf(stderr,\"tmp: WriteFile failed\\n\"); "},
       {"x=\"//a\"+\"b c\";", Sc("x") + "=\"//a\"+\"b c\"; "},
-      {"s=\"open", Sc("s") + "=\"open "},
       {"_x=t;", "_" + Sc("x") + "=K; "},
       {"a[12]=3.5e2;", Sc("a") + "[12]=3.5" + Sc("e2") + "; "},
-      {"__9x", "__9" + Sc("x") + " "},
       {"    // only a comment", " "},
-      {"   ", " "},
       {"a  b", Sc("a") + "  " + Sc("b") + " "},
       {"double M_PI if goto main", "double M_PI if goto main "},
       {"Double ifs", Sc("Double") + " " + Sc("ifs") + " "},
-      {" #include <stdio.h>", "#" + Sc("include") + " <" + Sc("stdio") + "." + Sc("h") + "> "},
   };
   for (const Case& c : cases) {
     size_t before = written().size();
@@ -193,50 +194,6 @@ TEST_F(Emitter, CompactLinesOfAnyLength) {
   EXPECT_EQ(written(), text);
 }
 
-TEST_F(Emitter, ScrambledNamesAreTheSameAtEveryOccurrence) {
-  compactMode = 1;
-  emitLine(0, "reserve=cashflow;");
-  emitLine(8, "cashflow=reserve*yield;");
-  std::string r = Sc("reserve"), c = Sc("cashflow"), y = Sc("yield");
-  EXPECT_EQ(written(), r + "=" + c + "; " + c + "=" + r + "*" + y + "; ");
-  EXPECT_EQ(r.size(), 7u);
-  EXPECT_NE(r, "reserve");
-}
-
-TEST_F(Emitter, CompactProgramIsItsIncludesAndOneLine) {
-  compactMode = 1;
-  emitLine(0, "#include <stdio.h>");
-  emitLine(0, "#include <math.h>");
-  emitLine(0, "#define MONTH_LIMIT 1440");
-  emitBlankLine();
-  emitIndent(4);
-  emitComment(0, Str("Main program"));
-  emitLine(0, "int main(){");
-  declareDoubleInit(2, Sym("x"), Real(1));
-  emitLine(2, "for(t=0;t<MONTH_LIMIT;t++){");
-  emitAssign(4, Sym("x"), list3(Sym("x"), Sym("*"), Int(2)));
-  emitLine(2, "}");
-  emitLine(0, "}");
-  std::string x = Sc("x");
-  EXPECT_EQ(written(),
-            "#include <stdio.h>\n#include <math.h>\n"
-            " int main(){ double " + x + "=1.000000; for(K=0;K<1440;K++){ " + x + "=" + x +
-                "*2; } } ");
-}
-
-TEST_F(Emitter, DeclarationAndAssignmentWriters) {
-  compactMode = 0;
-  declareDouble(2, Sym("prob"));
-  emitAssign(0, list2(Sym("prob_"), Int(1)), Str("fmax(0,y)"));
-  declareDoubleInit(4, Sym("yield"), Real(0.25));
-  emitComment(2, Str("state 3"));
-  EXPECT_EQ(written(),
-            "  double prob;\n"
-            "prob_1=fmax(0,y);\n"
-            "    double yield=0.250000;\n"
-            "  // state 3\n");
-}
-
 TEST_F(Emitter, AssignmentsComeOutOldestFirst) {
   compactMode = 0;
   const Cell* acc = Nil();
@@ -257,22 +214,6 @@ TEST_F(Emitter, AssignmentsComeOutOldestFirst) {
   emitAssignments(0, acc);
   std::string text = written();
   EXPECT_EQ(text.substr(text.size() - 16), "19999=\n  20000;\n");
-}
-
-TEST_F(Emitter, StateComments) {
-  const Cell* record = list2(cons(Sym("id"), Int(3)), cons(Sym("name"), Str("product_x")));
-  const Cell* alive = list1(cons(Sym("alive"), Nil()));
-  const Cell* dead = list1(cons(Sym("dead"), list1(cons(Sym("now"), Nil()))));
-  compactMode = 0;
-  emitStateComments(2, list2(alive, dead), record);
-  EXPECT_EQ(written(),
-            "  // product_x\n"
-            "  // state 0: ((alive))\n"
-            "  // state 1: ((dead (now)))\n");
-  size_t readable = written().size();
-  compactMode = 1;
-  emitStateComments(2, list2(alive, dead), record);
-  EXPECT_EQ(written().size(), readable) << "compact mode writes nothing";
 }
 
 TEST_F(EmitterDeathTest, TemplateArgumentCount) {

@@ -26,21 +26,6 @@ std::string text(const Cell* name) {
   return std::string(buffer, n);
 }
 
-TEST(Names, TextOfEachBuilder) {
-  struct Case {
-    const Cell* name;
-    const char* text;
-  } cases[] = {
-      {tempProbName(3), "prob_3"},
-      {tempFpProbName(3), "prob_fp_3"},
-      {stateProbName(record(12), 3), "prob_product_12_state_3"},
-      {fpStateProbName(record(12), 3), "prob_product_12_fp_state_3"},
-      {transitionProbName(Sym("alive"), Sym("dead")), "prob_alive_to_dead"},
-      {weightName(Sym("active")), "weight_active"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(text(c.name), c.text);
-}
-
 // Accumulators find names by `equal`: the same name must match however
 // often it is built, and different names must not, even with the same text.
 TEST(Names, SameNameMatchesAndOthersDoNot) {

@@ -47,16 +47,10 @@ std::string movesOf(const Model& m, const char* product, int id, Side side) {
   return emitted(false, [&] { emitMoves(4, record, accumulator, side); });
 }
 
-const std::vector<std::string> ALIVE_DEAD = {
-    "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 2.0)))",
-    "(product_definition (p) (= 0 0) (while alive 100.0))",
-};
-
 const std::vector<std::string> NESTED = {
     "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 2.0)))",
     "(split (x) alive (active disabled) (init x) (intensity active disabled (* 0.1 0.5)))",
     "(product_definition (p) (= 0 0) (while active 100.0))",
-    "(product_definition (q) (= 0 0) (when (to active disabled) 100.0))",
 };
 
 const std::vector<std::string> WEIGHTED = {
@@ -70,36 +64,6 @@ const std::vector<std::string> INTEGER_WEIGHTS = {
     "(split (x) in (a b c) (init x) (weight a 0) (weight b 1))",
     "(product_definition (p) (= 0 0) (while a 1.0))",
 };
-
-TEST(StateMovesTest, TwoStatesAssignStayAndDeathAndMoveFromAliveOnly) {
-  Model m = runPasses(ALIVE_DEAD);
-  const Cell* accumulator = assignmentsOf(m, "p");
-  EXPECT_EQ(emitted(false, [&] { emitAssignments(4, accumulator); }),
-            lines4({"prob_alive_to_dead=", "  (0.010000*2.000000);", "prob_alive_to_alive=",
-                    "  1-prob_alive_to_dead;", "prob_dead_to_dead=", "  1;"}));
-  // A state without outgoing intensities stays with the integer 1.
-  EXPECT_TRUE(is_integer(aget(accumulator, transitionProbName(symbol("dead"), symbol("dead")))));
-  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
-            lines4({"// Move pp probabiliites", "probTransfer=0;",
-                    "prob=(prob_alive_to_dead*prob_0);", "prob_product_0_state_0-=prob;",
-                    "prob_product_0_state_1+=prob;", "probTransfer+=prob_product_0_state_0;"}));
-  EXPECT_EQ(movesOf(m, "p", 5, Side::freePolicy),
-            lines4({"// Move fp probabiliites", "prob=(prob_alive_to_dead*prob_fp_0);",
-                    "prob_product_5_fp_state_0-=prob;", "prob_product_5_fp_state_1+=prob;",
-                    "probTransfer+=prob_product_5_fp_state_0;"}));
-}
-
-TEST(StateMovesTest, PayingTransitionAddsTheMovedProbability) {
-  Model m = runPasses(NESTED);
-  EXPECT_EQ(movesOf(m, "q", 0, Side::freePolicy),
-            lines4({"// Move fp probabiliites",
-                    "prob=((prob_alive_to_alive*prob_active_to_disabled)*prob_fp_0);",
-                    "prob_product_0_fp_state_0-=prob;", "prob_product_0_fp_state_1+=prob;",
-                    "probTransfer+=prob;", "prob=(prob_alive_to_dead*prob_fp_0);",
-                    "prob_product_0_fp_state_0-=prob;", "prob_product_0_fp_state_2+=prob;",
-                    "prob=(prob_alive_to_dead*prob_fp_1);", "prob_product_0_fp_state_1-=prob;",
-                    "prob_product_0_fp_state_2+=prob;"}));
-}
 
 TEST(StateMovesTest, IntegerWeightsFoldAndDropTheMovesTheyForbid) {
   Model m = runPasses(INTEGER_WEIGHTS);
@@ -134,36 +98,6 @@ TEST(StateMovesTest, KnownIntegerIntensitiesSimplifyButRealsDoNot) {
                     "probTransfer+=prob_product_0_state_0;"}));
 }
 
-TEST(StateMovesTest, IndependentSplitsMultiplyTheirComponents) {
-  Model m = runPasses({
-      "(split (x) all (alive dead) (init x) (intensity alive dead (* 0.01 1.0)))",
-      "(split (x) all (single married) (init x) (intensity single married (* 0.02 1.0)))",
-      "(product_definition (p) (= 0 0) (while (and married alive) 1.0))",
-  });
-  // alive, the last state of the condition, is placed first: the tuples are
-  // (alive single), (alive married), (dead single), (dead married); the
-  // stays of married and of dead are the integer 1 and disappear.
-  EXPECT_EQ(movesOf(m, "p", 0, Side::premiumPaying),
-            lines4({"// Move pp probabiliites", "probTransfer=0;",
-                    "prob=((prob_alive_to_alive*prob_single_to_married)*prob_0);",
-                    "prob_product_0_state_0-=prob;", "prob_product_0_state_1+=prob;",
-                    "prob=((prob_alive_to_dead*prob_single_to_single)*prob_0);",
-                    "prob_product_0_state_0-=prob;", "prob_product_0_state_2+=prob;",
-                    "prob=((prob_alive_to_dead*prob_single_to_married)*prob_0);",
-                    "prob_product_0_state_0-=prob;", "prob_product_0_state_3+=prob;",
-                    "prob=(prob_alive_to_dead*prob_1);", "prob_product_0_state_1-=prob;",
-                    "prob_product_0_state_3+=prob;", "prob=(prob_single_to_married*prob_2);",
-                    "prob_product_0_state_2-=prob;", "prob_product_0_state_3+=prob;",
-                    "probTransfer+=prob_product_0_state_1;"}));
-}
-
-TEST(StateMovesTest, ConstantProductHasOneStateAndPaysInIt) {
-  Model m = runPasses({"(product_definition (p) (= 0 0) 100.0)"});
-  EXPECT_EQ(movesOf(m, "p", 4, Side::premiumPaying),
-            lines4({"// Move pp probabiliites", "probTransfer=0;",
-                    "probTransfer+=prob_product_4_state_0;"}));
-}
-
 TEST(StateMovesTest, MultiplyTermsSimplifiesOnlyIntegerZeroAndOne) {
   struct MultiplyCase {
     const Cell* a;
@@ -175,10 +109,8 @@ TEST(StateMovesTest, MultiplyTermsSimplifiesOnlyIntegerZeroAndOne) {
   const MultiplyCase cases[] = {
       {integer(0), x, "0"},
       {integer(1), x, "prob_a_to_b"},
-      {integer(1), integer(0), "0"},
       {real(0.0), x, "(0.000000*prob_a_to_b)"},
       {integer(2), x, "(2*prob_a_to_b)"},
-      {x, y, "(prob_a_to_b*weight_c)"},
       {multiplyTerms(x, y), x, "((prob_a_to_b*weight_c)*prob_a_to_b)"},
   };
   for (const MultiplyCase& c : cases) {

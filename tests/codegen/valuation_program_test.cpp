@@ -59,51 +59,15 @@ const std::string ALIVE =
     "(cdef t_span t (v_span (span 0 0)))\n"
     "(split () all (alive dead) (init (quote alive)) (intensity alive dead 0.01))\n";
 
-TEST(PolicyProductsTest, RecordsRunNewestFirst) {
-  Model m = runPasses(ALIVE +
-                      "(product_definition (A) (= 0 0) (while alive 1.0))\n"
-                      "(product_definition (B) (= 0 0) 2.0)\n");
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("A"), product("B")}), policy({product("A")})})),
-      m.products);
-  ASSERT_EQ(length(records), 3);
-  const char* names[] = {"\"A\"", "\"B\"", "\"A\""};
-  for (int i = 0; i < 3; i++) {
-    const Cell* record = nth(2 - i, records);
-    EXPECT_EQ(field(record, "id"), std::to_string(i));
-    EXPECT_EQ(field(record, "name"), names[i]);
-    EXPECT_EQ(field(record, "weight"), "1");
-  }
-  EXPECT_EQ(printed(akeys(first(records))), "(id name weight def env)");
-  EXPECT_EQ(aget_named(first(records), "def"), aget_named(m.products, "A"));
-  EXPECT_EQ(aget_named(second(records), "def"), aget_named(m.products, "B"));
-}
-
-TEST(PolicyProductsTest, LinearCombinationTermsAreRecords) {
-  Model m = runPasses(ALIVE +
-                      "(product_definition (A) (= 0 0) (while alive 1.0))\n"
-                      "(product_definition (B) (= 0 0) (while dead 3.0))\n"
-                      "(product_definition (L) (= 0 0) "
-                      "(linear_combination (0.5 (A)) (2.0 (B x))))\n");
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("B"), product("L")})})), m.products);
-  ASSERT_EQ(length(records), 3);
-  // B first (id 0), then the terms of L in order.
-  const char* expected[][4] = {{"2", "B", "2.000000", "B"}, {"1", "A", "0.500000", "A"},
-                               {"0", "\"B\"", "1", "B"}};
-  for (int i = 0; i < 3; i++) {
-    const Cell* record = nth(i, records);
-    EXPECT_EQ(field(record, "id"), expected[i][0]);
-    EXPECT_EQ(field(record, "name"), expected[i][1]);
-    EXPECT_EQ(field(record, "weight"), expected[i][2]);
-    EXPECT_EQ(aget_named(record, "def"), aget_named(m.products, expected[i][3]));
-  }
-}
-
+// A product's entries hide its policy's, the policy's its portfolio's; the
+// initial state comes from them.
 TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
-  Model m = runPasses(ALIVE + "(product_definition (A) (= 0 0) 1.0)\n");
+  Model m = runPasses(
+      "(split (s) all (alive dead) (init s))\n"
+      "(product_definition (A) (= 0 0) (while dead 1.0))\n");
   const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("A", " (\"k\" 1)"), product("A")}, " (\"k\" 2)")},
+      evaluate(m, portfolio({policy({product("A", " (\"k\" 1) (\"s\" (quote dead))"), product("A")},
+                                    " (\"k\" 2) (\"s\" (quote alive))")},
                             " (\"k\" 3) (\"j\" 4)")),
       m.products);
   const Cell* newest = aget_named(first(records), "env");
@@ -112,38 +76,6 @@ TEST(PolicyProductsTest, ProductHidesPolicyHidesPortfolio) {
   EXPECT_EQ(printed(aget_named(newest, "k")), "2");
   EXPECT_EQ(printed(aget_named(newest, "j")), "4");
   EXPECT_EQ(printed(aget_named(newest, "from")), "1");
-}
-
-TEST(PolicyProductsTest, FlagsAndSurrender) {
-  Model m = runPasses(ALIVE + "(product_definition (product_surrender) (= 0 0) 1.0)\n");
-  struct Case {
-    std::string portfolio;
-    int surrender, sevenState;
-  };
-  const Case cases[] = {
-      {portfolio({policy({product("product_surrender")})}), TRUE, FALSE},
-      // The integer 0 is not nil: the flag is set.
-      {portfolio({policy({product("product_surrender")})}, " (\"seven_state\" 0)"), TRUE, TRUE},
-      {portfolio({policy({product("product_surrender", " (\"seven_state\" ())")})},
-                 " (\"seven_state\" 1)"),
-       TRUE, FALSE},
-  };
-  for (const Case& c : cases) {
-    const Cell* record = first(buildPolicyProducts(evaluate(m, c.portfolio), m.products));
-    EXPECT_EQ(isSurrenderProduct(record), c.surrender) << c.portfolio;
-    EXPECT_EQ(recordFlag(record, "seven_state"), c.sevenState) << c.portfolio;
-    EXPECT_EQ(getsNoCode(record), c.surrender && c.sevenState) << c.portfolio;
-  }
-}
-
-TEST(PolicyProductsTest, InitialStateFromThePolicy) {
-  Model m = runPasses(
-      "(split (s) all (alive dead) (init s))\n"
-      "(product_definition (A) (= 0 0) (while dead 1.0))\n");
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolio({policy({product("A", " (\"s\" (quote dead))"), product("A")},
-                                    " (\"s\" (quote alive))")})),
-      m.products);
   EXPECT_EQ(initialStateIndex(first(records), m.defs), 0);
   EXPECT_EQ(initialStateIndex(second(records), m.defs), 1);
 }
@@ -217,26 +149,6 @@ TEST(ExpiryTest, BlocksRunLatestExpiryFirst) {
   EXPECT_EQ(ids, "5 1 2 0 4 3 ");
 }
 
-// The lines of `text` that begin with `prefix` after their indentation,
-// each as it stands.
-std::vector<std::string> linesStarting(const std::string& text, const std::string& prefix) {
-  std::vector<std::string> lines;
-  size_t at = 0;
-  while (at < text.size()) {
-    size_t end = text.find('\n', at);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(at, end - at);
-    size_t start = line.find_first_not_of(' ');
-    if (start != std::string::npos && line.compare(start, prefix.size(), prefix) == 0) {
-      lines.push_back(line);
-    }
-    at = end + 1;
-  }
-  return lines;
-}
-
-using Lines = std::vector<std::string>;
-
 const std::string BASIS =
     "(define (basis) (assoc (\"yield_curve\" (parse \"2.0\")) "
     "(\"free_policy_fraction\" (parse \"0.5\"))))\n";
@@ -257,61 +169,40 @@ std::string portfolioWith(const std::vector<std::string>& products, const std::s
   return portfolio({policy(products)}, " (\"basis\" (basis))" + more);
 }
 
+std::string expected(const char* name) {
+  return read_file(std::string(TALVON_SOURCE_DIR "/tests/codegen/expected/") + name);
+}
+
+// B (id 1, premium paying initially) first, its 1 on the free-policy side;
+// then the splits in the order they were made, the weights, and the
+// derived quantities, the last cdef first.
 TEST(MainDeclarationsTest, DeclaresEverythingInOrder) {
   Model m = runPasses(TWO_LEVELS);
   const Cell* records = buildPolicyProducts(
       evaluate(m, portfolioWith({product("A"), product("B", " (\"premium_paying_initially\" 1)")})),
       m.products);
-  std::string text = emitted(false, [&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
-  const std::string head =
-      read_file(TALVON_SOURCE_DIR "/tests/codegen/expected/main_declarations_head.c");
-  EXPECT_EQ(text.substr(0, head.size()), head);
-  // B (id 1, premium paying initially) first: its 1 is on the free-policy
-  // side. A has three states, (alive active), (alive disabled), (dead).
-  EXPECT_EQ(
-      linesStarting(text, "double prob_product_"),
-      (Lines{"  double prob_product_1_state_0=0;", "  double prob_product_1_state_1=0;",
-             "  double prob_product_1_fp_state_0=1;", "  double prob_product_1_fp_state_1=0;",
-             "  double prob_product_0_state_0=1;", "  double prob_product_0_state_1=0;",
-             "  double prob_product_0_state_2=0;", "  double prob_product_0_fp_state_0=0;",
-             "  double prob_product_0_fp_state_1=0;", "  double prob_product_0_fp_state_2=0;"}));
-  EXPECT_NE(text.find("  // B\n  // state 0: ((alive))\n  // state 1: ((dead))\n"),
-            std::string::npos);
-  Lines others;
-  for (const std::string& line : linesStarting(text, "double prob_")) {
-    if (line.find("product") == std::string::npos) others.push_back(line);
-  }
-  EXPECT_EQ(others,
-            (Lines{"  double prob_0;", "  double prob_fp_0;", "  double prob_1;",
-                   "  double prob_fp_1;", "  double prob_2;", "  double prob_fp_2;",
-                   // The splits in the order they were made.
-                   "  double prob_alive_to_dead;", "  double prob_alive_to_alive;",
-                   "  double prob_dead_to_dead;", "  double prob_active_to_disabled;",
-                   "  double prob_active_to_active;", "  double prob_disabled_to_disabled;"}));
-  EXPECT_EQ(linesStarting(text, "double weight_"),
-            (Lines{"  double weight_active;", "  double weight_disabled;"}));
-  // The derived quantities close the declarations, the last cdef first.
-  size_t derived = text.find("  // derived quantities\n");
-  ASSERT_NE(derived, std::string::npos);
-  EXPECT_EQ(text.substr(derived), "  // derived quantities\n  int start;\n  int t;\n");
-  EXPECT_LT(text.find("// The probability of being premium paying active"),
-            text.find("prob_product_1_state_0"));
+  EXPECT_EQ(emitted(false, [&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); }),
+            expected("main_declarations.c"));
 }
 
+size_t count(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
+  return n;
+}
+
+// The surrender product has no free-policy side; seven states drop it and
+// every free-policy side.
 TEST(MainDeclarationsTest, SevenStateDropsSurrenderAndFreePolicySides) {
   Model m = runPasses(TWO_LEVELS + "(product_definition (product_surrender) (= 0 0) 1.0)\n");
-  const std::string products[] = {product("product_surrender"), product("B")};
-  const Cell* ordinary =
-      buildPolicyProducts(evaluate(m, portfolioWith({products[0], products[1]})), m.products);
-  std::string text = emitted(false, [&] { emitMainDeclarations(ordinary, m.cdefs, m.defs, m.states); });
-  // The surrender product has no free-policy side.
-  EXPECT_EQ(linesStarting(text, "double prob_product_").size(), 1u + 2u + 2u);
-
-  const Cell* sevenState = buildPolicyProducts(
-      evaluate(m, portfolioWith({products[0], products[1]}, " (\"seven_state\" 1)")), m.products);
-  text = emitted(false, [&] { emitMainDeclarations(sevenState, m.cdefs, m.defs, m.states); });
-  EXPECT_EQ(linesStarting(text, "double prob_product_"),
-            (Lines{"  double prob_product_1_state_0=1;", "  double prob_product_1_state_1=0;"}));
+  for (const char* more : {"", " (\"seven_state\" 1)"}) {
+    const Cell* records = buildPolicyProducts(
+        evaluate(m, portfolioWith({product("product_surrender"), product("B")}, more)), m.products);
+    std::string text =
+        emitted(false, [&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
+    EXPECT_EQ(count(text, "double prob_product_"), more[0] ? 2u : 5u) << more;
+    EXPECT_EQ(count(text, "_fp_state_"), more[0] ? 0u : 2u) << more;
+  }
 }
 
 TEST(MainDeclarationsDeathTest, OnlyDatesAndSpansAreVariables) {
@@ -324,73 +215,20 @@ TEST(MainDeclarationsDeathTest, OnlyDatesAndSpansAreVariables) {
   EXPECT_EQ(o.err, at(1, 3) + "cannot declare variable of the given type\n");
 }
 
+// Records: B (id 0), the terms of L: A (id 1) and B (id 2). A never
+// expires and comes first; both B expire after two years, newest first.
+// Each term pays its own definition's amount with its weight; the survivor
+// of free policy copies no free-policy probabilities.
 TEST(MonthBodyTest, BlocksByExpiryWithTheirWeights) {
   Model m = runPasses(TWO_LEVELS);
   const Cell* records =
       buildPolicyProducts(evaluate(m, portfolioWith({product("B", " (\"survives_free_policy\" 1)"),
                                                      product("L", " (\"from\" 3) (\"to\" 0)")})),
                           m.products);
-  std::string text = emitted(false, [&] { emitMonthBody(4, records, m.cdefs, m.defs); });
-  const std::string head =
-      "    for(x=0;x<20;x++) for(y=0;y<20;y++)\n"
-      "      cashflow[x][y]=0;\n"
-      "\n";
-  EXPECT_EQ(text.substr(0, head.size()), head);
-  // Records: B (id 0), the terms of L: A (id 1) and B (id 2). A never
-  // expires and comes first; both B expire after two years, newest first.
-  EXPECT_EQ(linesStarting(text, "if(t>="),
-            (Lines{"    if(t>=1000000) goto accumulate;", "    if(t>=24) goto accumulate;",
-                   "    if(t>=24) goto accumulate;"}));
-  EXPECT_EQ(linesStarting(text, "payWeight="),
-            (Lines{"    payWeight=0.500000;", "    payWeight=2.000000;", "    payWeight=1;"}));
-  EXPECT_EQ(linesStarting(text, "cashflow["),
-            (Lines{"      cashflow[x][y]=0;", "    cashflow[3][0]+=payWeight*paySize*probTransfer;",
-                   "    cashflow[3][0]+=payWeight*paySize*probTransfer;",
-                   "    cashflow[1][2]+=payWeight*paySize*probTransfer;"}));
-  // Each term with its own definition's amount.
-  EXPECT_EQ(linesStarting(text, "2.000000;").size(), 2u);
-  EXPECT_EQ(linesStarting(text, "1.000000;").size(), 1u);
-  // The survivor of free policy copies no free-policy probabilities.
-  EXPECT_EQ(linesStarting(text, "// Copy fp").size(), 2u);
-  EXPECT_EQ(linesStarting(text, "// Copy pp").size(), 3u);
+  EXPECT_EQ(emitted(false, [&] { emitMonthBody(4, records, m.cdefs, m.defs); }),
+            expected("month_body.c"));
   EXPECT_TRUE(isAccountUsed(3, 0));
   EXPECT_FALSE(isAccountUsed(0, 3));
-}
-
-TEST(MonthBodyTest, AssignmentsComeBeforeTheMoves) {
-  Model m = runPasses(TWO_LEVELS);
-  const Cell* records = buildPolicyProducts(
-      evaluate(m, portfolioWith({product("A", " (\"seven_state\" 1)")})), m.products);
-  std::string text = emitted(false, [&] { emitMonthBody(2, records, m.cdefs, m.defs); });
-  size_t block = text.find("  if(t>=1000000) goto accumulate;\n");
-  ASSERT_NE(block, std::string::npos);
-  EXPECT_EQ(text.find("  if(t>=1000000) goto accumulate;\n"
-                      "  // A\n"
-                      "  // state 0: ((alive (active)))\n"
-                      "  // state 1: ((alive (disabled)))\n"
-                      "  // state 2: ((dead))\n"),
-            block);
-  size_t weight = text.find("  payWeight=1;\n");
-  size_t paySize = text.find("  paySize=\n    1.000000;\n");
-  size_t fraction = text.find("  fp_fraction=\n    0.500000;\n");
-  size_t split = text.find("  prob_alive_to_dead=\n");
-  size_t copies = text.find(
-      "  // Copy pp probabilities to temporary variables\n"
-      "  prob_0=prob_product_0_state_0;\n"
-      "  prob_1=prob_product_0_state_1;\n"
-      "  prob_2=prob_product_0_state_2;\n");
-  size_t transfer = text.find(
-      "  // Transfer money from account to account\n"
-      "  cashflow[1][2]+=payWeight*paySize*probTransfer;\n\n");
-  EXPECT_LT(block, weight);
-  EXPECT_LT(weight, paySize);
-  EXPECT_LT(paySize, fraction);
-  EXPECT_LT(fraction, split);
-  EXPECT_LT(split, copies);
-  EXPECT_LT(copies, text.find("probTransfer=0;"));
-  EXPECT_LT(text.find("probTransfer=0;"), transfer);
-  EXPECT_NE(transfer, std::string::npos);
-  EXPECT_EQ(text.find("Copy fp"), std::string::npos);
 }
 
 TEST(MonthBodyDeathTest, AccountsLieInTheTable) {
