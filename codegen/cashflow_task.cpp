@@ -50,10 +50,6 @@ static int isSocketName(const char* start, size_t n) {
   return FALSE;
 }
 
-static int isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
-static int isIdentifierChar(char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '_'; }
-
 // A line of the socket variant. In compact mode its socket names are written
 // as they are and the text between them goes through the line writer;
 // identifiers are found as the line writer finds them, and a comment or a
@@ -67,26 +63,20 @@ static void emitSocketLine(int indent, const char* text) {
   const char* p = text;
   while (*p != '\0') {
     if (p[0] == '/' && p[1] == '/') break;
-    if (*p == '"') {
-      const char* end = strchr(p + 1, '"');
-      size_t n = end != nullptr ? end + 1 - p : strlen(p);
+    size_t n = *p == '"' ? literalLength(p) : static_cast<size_t>(identifierLength(p));
+    if (n == 0) {
+      pending += *p++;
+      continue;
+    }
+    if (*p == '"' || !isSocketName(p, n)) {
       pending.append(p, n);
-      p += n;
-    } else if (isLetter(*p)) {
-      const char* start = p;
-      while (isIdentifierChar(*p)) p++;
-      size_t n = p - start;
-      if (!isSocketName(start, n)) {
-        pending.append(start, n);
-        continue;
-      }
+    } else {
       if (!pending.empty()) writeLine(pending.c_str());
       pending.clear();
-      fwrite(start, 1, n, outputFile());
+      fwrite(p, 1, n, outputFile());
       fputc(' ', outputFile());
-    } else {
-      pending += *p++;
     }
+    p += n;
   }
   pending += p;
   if (!pending.empty()) writeLine(pending.c_str());
@@ -94,23 +84,14 @@ static void emitSocketLine(int indent, const char* text) {
 
 // ---- Prologue ----
 
-// Empty entries of the tables below stand for blank lines.
-static void emitLines(int indent, const char* const* lines, size_t count) {
+// Writes a table of lines with `emit`; empty entries stand for blank lines.
+static void emitLines(int indent, const char* const* lines, size_t count,
+                      void (*emit)(int, const char*) = emitLine) {
   for (size_t i = 0; i < count; i++) {
     if (lines[i][0] == '\0') {
       emitBlankLine();
     } else {
-      emitLine(indent, lines[i]);
-    }
-  }
-}
-
-static void emitSocketLines(int indent, const char* const* lines, size_t count) {
-  for (size_t i = 0; i < count; i++) {
-    if (lines[i][0] == '\0') {
-      emitBlankLine();
-    } else {
-      emitSocketLine(indent, lines[i]);
+      emit(indent, lines[i]);
     }
   }
 }
@@ -182,8 +163,8 @@ void emitPrologue(Connection kind) {
   emitLines(0, LINES(errorExit));
   emitBlankLine();
   if (kind == Connection::socket) {
-    emitSocketLines(0, LINES(socketErrors));
-    emitSocketLines(0, LINES(socketXmit));
+    emitLines(0, LINES(socketErrors), emitSocketLine);
+    emitLines(0, LINES(socketXmit), emitSocketLine);
   }
   if (kind == Connection::pipe) emitLines(0, LINES(pipeXmit));
 }
@@ -214,7 +195,7 @@ static void emitOpenConnection(Connection kind, const char* connection) {
         "if(fd<0) pdie(\"socket()\");", "struct sockaddr_in addr;",
         "addr.sin_family=AF_INET;",     "addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);",
     };
-    emitSocketLines(2, LINES(lines));
+    emitLines(2, LINES(lines), emitSocketLine);
     char port[64];
     snprintf(port, sizeof port, "addr.sin_port=htons(%d);", atoi(connection));
     emitSocketLine(2, port);

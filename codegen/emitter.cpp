@@ -1,7 +1,7 @@
 #include "codegen/emitter.h"
 
 #include <cstring>
-#include <vector>
+#include <string>
 
 #include "codegen/identifiers.h"
 #include "core/list.h"
@@ -37,20 +37,29 @@ static int is_letter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-static int is_identifier_char(char c) {
-  return is_letter(c) || (c >= '0' && c <= '9') || c == '_';
+int identifierLength(const char* p) {
+  if (!is_letter(*p)) return 0;
+  const char* end = p + 1;
+  while (is_letter(*end) || (*end >= '0' && *end <= '9') || *end == '_') end++;
+  return static_cast<int>(end - p);
 }
 
-// Writes the identifier of n characters at `out`, scrambled unless kept.
-static void write_identifier(const char* start, int n, char* out) {
+size_t literalLength(const char* p) {
+  const char* end = strchr(p + 1, '"');
+  return end != nullptr ? end + 1 - p : strlen(p);
+}
+
+// Appends the identifier of n characters, scrambled unless kept.
+static void append_identifier(const char* start, int n, std::string& text) {
   if (n > IDENTIFIER_LIMIT) die("o: buffer overflow");
-  memcpy(out, start, n);
-  out[n] = '\0';
-  compactIdentifier(out, n);
+  char name[IDENTIFIER_LIMIT + 1];
+  memcpy(name, start, n);
+  name[n] = '\0';
+  compactIdentifier(name, n);
+  text.append(name, n);
 }
 
-// The compact form of a line is never longer than the line and its closing
-// space, so it is built whole and written at once.
+// A compact line is built whole and written at once.
 static void write_compact(const char* line) {
   if (strncmp(line, "#include", 8) == 0) {
     fprintf(output, "%s\n", line);
@@ -59,40 +68,27 @@ static void write_compact(const char* line) {
   if (strncmp(line, "#define", 7) == 0) return;
   const char* p = line;
   while (*p == ' ') p++;
-  size_t size = strlen(p) + 2;
-  char local[LINE_SIZE + 2];
-  std::vector<char> large;
-  char* text = local;
-  if (size > sizeof local) {
-    large.resize(size);
-    text = large.data();
-  }
-  size_t used = 0;
+  static std::string text;  // reused, so that no line allocates
+  text.clear();
   while (*p != '\0') {
     if (p[0] == '/' && p[1] == '/') break;
+    int n;
     if (*p == '"') {
-      // No escapes: the literal ends at the next quote.
-      const char* end = strchr(p + 1, '"');
-      size_t n = end != nullptr ? end + 1 - p : strlen(p);
-      memcpy(text + used, p, n);
-      used += n;
-      p += n;
-    } else if (*p == 'M' && strncmp(p, "MONTH_LIMIT", 11) == 0) {
-      memcpy(text + used, "1440", 4);
-      used += 4;
+      size_t size = literalLength(p);
+      text.append(p, size);
+      p += size;
+    } else if (strncmp(p, "MONTH_LIMIT", 11) == 0) {
+      text += "1440";
       p += 11;
-    } else if (is_letter(*p)) {
-      const char* start = p;
-      while (is_identifier_char(*p)) p++;
-      int n = static_cast<int>(p - start);
-      write_identifier(start, n, text + used);
-      used += n;
+    } else if ((n = identifierLength(p)) > 0) {
+      append_identifier(p, n, text);
+      p += n;
     } else {
-      text[used++] = *p++;
+      text += *p++;
     }
   }
-  text[used++] = ' ';
-  fwrite(text, 1, used, output);
+  text += ' ';
+  fwrite(text.data(), 1, text.size(), output);
 }
 
 void writeLine(const char* line) {

@@ -26,6 +26,13 @@ void emitBlankLine();
 // as 1440, scrambles identifiers and ends the line with one space.
 void writeLine(const char* line);
 
+// How compact mode reads a line. An identifier starts with a letter and
+// goes on with letters, digits and underscores: its length at p, 0 when p
+// starts none. A string literal has no escapes: it runs from the quote at
+// p to the next quote, or to the end of the line.
+int identifierLength(const char* p);
+size_t literalLength(const char* p);
+
 void emitLine(int indent, const char* text);
 
 // Fills every `%` of the template with the flattened text of the next cell

@@ -33,7 +33,7 @@ int identifierIndex(unsigned char c) {
 
 int isKeptIdentifier(const char* name) {
   for (const char* kept : KEPT) {
-    if (kept[0] == name[0] && strcmp(name, kept) == 0) return 1;
+    if (strcmp(name, kept) == 0) return 1;
   }
   return 0;
 }
@@ -73,15 +73,9 @@ void scrambleIndices(int* b, int n) {
 }
 
 void scrambleIdentifier(char* name, int n) {
-  int local[64];
-  std::vector<int> large;
-  int* indices = local;
-  if (n > 64) {
-    large.resize(n);
-    indices = large.data();
-  }
+  std::vector<int> indices(n);
   for (int i = 0; i < n; i++) indices[i] = identifierIndex(static_cast<unsigned char>(name[i]));
-  scrambleIndices(indices, n);
+  scrambleIndices(indices.data(), n);
   for (int i = 0; i < n; i++) name[i] = IDENTIFIER_ALPHABET[indices[i]];
 }
 

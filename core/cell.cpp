@@ -255,7 +255,7 @@ int is_date(const Cell* c) { return c->tag == CellTag::date; }
 int is_span(const Cell* c) { return c->tag == CellTag::span; }
 
 int is_symbol_named(const Cell* c, const char* text) {
-  return is_symbol(c) && c->text[0] == text[0] && strcmp(c->text, text) == 0;
+  return is_symbol(c) && strcmp(c->text, text) == 0;
 }
 
 int is_string_equal(const Cell* c, const char* text) {
@@ -332,8 +332,7 @@ int equal(const Cell* a, const Cell* b) {
         continue;
       case CellTag::symbol:
       case CellTag::string:
-        // Names made from one literal share their text.
-        return a->text == b->text || (a->text[0] == b->text[0] && strcmp(a->text, b->text) == 0);
+        return strcmp(a->text, b->text) == 0;
       case CellTag::integer:
         return a->whole == b->whole;
       case CellTag::real:

@@ -1,7 +1,6 @@
 #include "support/process.h"
 
-#include "core/reader.h"
-#include "platform/crt_rand.h"
+#include "tools/run/scramble.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -116,10 +115,5 @@ std::string position(const std::string& file, int line, int character) {
 }
 
 void write_scrambled(const std::string& path, const std::string& content) {
-  crt_srand(scramble_seed(path.c_str()));
-  std::string scrambled;
-  for (char c : content) {
-    scrambled.push_back(static_cast<char>((crt_rand() ^ static_cast<unsigned char>(c)) & 255));
-  }
-  write_file(path, scrambled);
+  write_file(path, scrambled(content, path.c_str()));
 }
