@@ -51,6 +51,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/run/progress_records.h"
+#include "tools/run/result_records.h"
+
 namespace {
 
 // How often talvon and its children are sampled while nothing arrives.
@@ -227,12 +230,11 @@ void sample_memory(pid_t talvon, Run& r) {
 
 // The two FIFOs the front end would create, read without blocking. Until
 // its writer comes, a FIFO reads as empty; poll reports a hang-up only once
-// a writer has come and gone.
+// a writer has come and gone. Their records are decoded as talvon-run
+// decodes them.
 struct Channel {
   int fd = -1;
   bool hung_up = false;
-  std::string bytes;
-  size_t at = 0;  // first byte not yet decoded
 };
 
 void open_fifo(const std::string& path, Channel& c) {
@@ -242,65 +244,45 @@ void open_fifo(const std::string& path, Channel& c) {
   if (c.fd < 0) fail_errno("open " + path);
 }
 
-// Reads what is there.
-void drain(Channel& c) {
+// What is there to read.
+std::string drain(Channel& c) {
+  std::string bytes;
   char buffer[65536];
   for (;;) {
     ssize_t n = read(c.fd, buffer, sizeof buffer);
     if (n > 0) {
-      c.bytes.append(buffer, static_cast<size_t>(n));
+      bytes.append(buffer, static_cast<size_t>(n));
     } else if (n < 0 && errno == EINTR) {
       continue;
     } else {
-      return;
+      return bytes;
     }
   }
 }
 
-// Progress marks as they arrive: first record, 1.0 and 2.0.
+// Times of the progress marks, taken when they are read: the first record,
+// 1.0 and 2.0.
 struct Marks {
   double first = 0, written = 0, compiled = 0;
-  bool ended_in_error = false;
 };
 
-void decode_progress(Channel& c, double t, Marks& m, const RunDir& d, pid_t talvon, Run& r) {
-  while (c.at + 4 <= c.bytes.size()) {
-    int32_t tag;
-    memcpy(&tag, c.bytes.data() + c.at, 4);
-    if (tag == 3) {
-      m.ended_in_error = true;
-      c.at += 4;
-      continue;
-    }
-    if (c.at + 12 > c.bytes.size()) return;
-    double x;
-    memcpy(&x, c.bytes.data() + c.at + 4, 8);
-    c.at += 12;
-    if (m.first == 0) m.first = t;
-    if (x == 1.0) {
-      m.written = t;
-      r.ours_cpu_s = cpu_seconds(talvon);
-      struct stat info;
-      if (stat((d.bin + "/tx").c_str(), &info) == 0) r.tx_bytes = info.st_size;
-    }
-    if (x == 2.0) m.compiled = t;
+void take_progress(Channel& c, ProgressStream& stream, double t, Marks& m, const RunDir& d,
+                   pid_t talvon, Run& r) {
+  std::string bytes = drain(c);
+  take_progress_bytes(stream, bytes.data(), bytes.size());
+  if (stream.value >= 0 && m.first == 0) m.first = t;
+  if (stream.value >= 1.0 && m.written == 0) {
+    m.written = t;
+    r.ours_cpu_s = cpu_seconds(talvon);
+    struct stat info;
+    if (stat((d.bin + "/tx").c_str(), &info) == 0) r.tx_bytes = info.st_size;
   }
+  if (stream.value >= 2.0 && m.compiled == 0) m.compiled = t;
 }
 
-// The used account pairs are those of month 0: the first pair that comes
-// again starts month 1.
-void count_results(const Channel& c, Run& r) {
-  const size_t size = 20;
-  r.records = static_cast<long>(c.bytes.size() / size);
-  std::vector<std::pair<int32_t, int32_t>> seen;
-  for (size_t at = 0; at + size <= c.bytes.size(); at += size) {
-    int32_t xy[2];
-    memcpy(xy, c.bytes.data() + at + 4, 8);
-    std::pair<int32_t, int32_t> pair(xy[0], xy[1]);
-    if (std::find(seen.begin(), seen.end(), pair) != seen.end()) break;
-    seen.push_back(pair);
-  }
-  r.pairs = static_cast<int>(seen.size());
+void take_results(Channel& c, ResultStream& stream) {
+  std::string bytes = drain(c);
+  take_result_bytes(stream, bytes.data(), bytes.size());
 }
 
 pid_t start_server(const Options& o, const RunDir& d, const std::string& progress,
@@ -322,6 +304,10 @@ Run value_once(const Options& o, const RunDir& d, int policies, int number) {
   r.policies = policies;
   r.run = number;
   Channel progress, result;
+  ProgressStream progress_stream;
+  ResultStream result_stream;
+  start_progress_stream(progress_stream);
+  start_result_stream(result_stream);
   std::string progress_path = d.root + "/progress", result_path = d.root + "/result";
   open_fifo(progress_path, progress);
   open_fifo(result_path, result);
@@ -336,10 +322,8 @@ Run value_once(const Options& o, const RunDir& d, int policies, int number) {
     poll(fds, 2, POLL_MILLISECONDS);
     if (fds[0].revents & POLLHUP) progress.hung_up = true;
     if (fds[1].revents & POLLHUP) result.hung_up = true;
-    double t = now();
-    drain(progress);
-    decode_progress(progress, t, m, d, pid, r);
-    drain(result);
+    take_progress(progress, progress_stream, now(), m, d, pid, r);
+    take_results(result, result_stream);
     sample_memory(pid, r);
     pid_t done = wait4(pid, &status, WNOHANG, &usage);
     if (done == pid) {
@@ -347,12 +331,11 @@ Run value_once(const Options& o, const RunDir& d, int policies, int number) {
       break;
     }
   }
-  drain(progress);
-  decode_progress(progress, now(), m, d, pid, r);
-  drain(result);
+  take_progress(progress, progress_stream, now(), m, d, pid, r);
+  take_results(result, result_stream);
   close(progress.fd);
   close(result.fd);
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || m.ended_in_error) {
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || progress_stream.ended) {
     fail("talvon server failed for " + std::to_string(policies) + " policies");
   }
   if (m.first == 0 || m.written == 0 || m.compiled == 0) fail("progress records missing");
@@ -361,8 +344,10 @@ Run value_once(const Options& o, const RunDir& d, int policies, int number) {
   r.compile_s = m.compiled - m.written;
   r.run_s = r.total_s - (m.compiled - start);
   r.rusage_kib = usage.ru_maxrss;
-  count_results(result, r);
-  if (r.pairs == 0 || r.records != 1441L * r.pairs) fail("unexpected result records");
+  r.records = static_cast<long>(result_stream.records);
+  r.pairs = static_cast<int>(result_stream.pairs.size());
+  if (r.pairs == 0) fail("no result records");
+  require_complete_results(result_stream);
   return r;
 }
 
