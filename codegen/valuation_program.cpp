@@ -186,6 +186,7 @@ static std::vector<char> policySurrenders(const Cell* records) {
 // The copies of each policy with a surrender block, declared once.
 static void emitPolicyConversionsDeclarations(const Cell* records) {
   std::vector<char> undeclared = policySurrenders(records);
+  if (undeclared.empty()) return;
   for (const Cell* r = records; is_cons(r); r = r->pair.tail) {
     if (!getsSurrenderBlock(r->pair.head) || !undeclared[recordPolicy(r->pair.head)]) continue;
     undeclared[recordPolicy(r->pair.head)] = FALSE;

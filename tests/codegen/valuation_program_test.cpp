@@ -204,6 +204,8 @@ TEST(MainDeclarationsTest, SevenStateDropsSurrenderAndFreePolicySides) {
         emitted(false, [&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
     EXPECT_EQ(count(text, "double prob_product_"), more[0] ? 2u : 5u) << more;
     EXPECT_EQ(count(text, "_fp_state_"), more[0] ? 0u : 2u) << more;
+    // One policy's blocks need no copies of its conversion.
+    EXPECT_EQ(count(text, "quotient_ppa_"), 0u) << more;
   }
 }
 
