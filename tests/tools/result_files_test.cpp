@@ -70,15 +70,16 @@ TEST(SummaryTableTest, LabelsFromTheViewWhereItHasThem) {
 
 TEST(ChartStyleTest, TickStepsAndReadableTicks) {
   struct Case {
-    double span, step;
-    double value;
+    double span, step, value, largest;
     const char* label;
-  } cases[] = {{1, 0.2, 0.4, "0.4"},      {7, 2, -4, "-4"},           {1e6, 200000, 600000, "600 k"},
-               {31, 10, 30, "30"},        {0.03, 0.005, 0.015, "0.015"}, {6e7, 1e7, 5e7, "50 M"},
-               {3000, 500, 7500, "7.5 k"}, {3e9, 5e8, 1.5e9, "1.5 G"}};
+  } cases[] = {{1, 0.2, 0.4, 1, "0.4"},          {7, 2, -4, 8, "-4"},
+               {1e6, 200000, 600000, 1e6, "0.6 M"}, {31, 10, 30, 40, "30"},
+               {0.03, 0.005, 0.015, 0.03, "0.015"}, {6e7, 1e7, 5e7, 6e7, "50 M"},
+               {3000, 500, 7500, 1e4, "7.5 k"},     {3e9, 5e8, 1.5e9, 3e9, "1.5 G"},
+               {1000, 200, 800, 1000, "800"}};
   for (const Case& c : cases) {
     EXPECT_DOUBLE_EQ(tick_step(c.span, 6), c.step) << c.span;
-    EXPECT_EQ(tick_label(c.value, c.step), c.label) << c.value;
+    EXPECT_EQ(tick_label(c.value, c.step, c.largest), c.label) << c.value;
   }
   EXPECT_EQ(amount_with_separators(-1234567.891), "-1,234,567.89");
   EXPECT_EQ(amount_with_separators(999.5), "999.50");

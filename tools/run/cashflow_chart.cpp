@@ -65,7 +65,7 @@ std::string axes(const Panel& panel, const std::string& title, const std::string
     double y = y_of(panel, v);
     svg += line(LEFT, y, RIGHT, y, "#e0e0e0");
     svg += svg_format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"end\">", LEFT - 8, y + 4) +
-           tick_label(v, panel.step) + "</text>\n";
+           tick_label(v, panel.step, std::max(std::fabs(panel.low), std::fabs(panel.high))) + "</text>\n";
   }
   double middle = panel.top + PLOT_HEIGHT / 2;
   svg += svg_format("<text class=\"axis-title\" x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\" "

@@ -28,26 +28,30 @@ double tick_step(double span, int count) {
   return 10 * power;
 }
 
-std::string tick_label(double value, double step) {
+std::string tick_label(double value, double step, double largest) {
   if (std::fabs(value) < step / 1e6) return "0";
+  // One unit for the whole axis, chosen by its largest tick.
   struct Unit {
     double size;
     const char* suffix;
-  } units[] = {{1e9, " G"}, {1e6, " M"}, {1e3, " k"}, {1, ""}};
-  double magnitude = std::fmax(std::fabs(value), step);
+  } units[] = {{1e9, " G"}, {1e6, " M"}, {1e4, " k"}, {1, ""}};
+  double size = 1;
+  const char* suffix = "";
   for (const Unit& unit : units) {
-    if (magnitude < unit.size && unit.size > 1) continue;
-    double scaled_step = step / unit.size;
-    int decimals = 0;
-    while (decimals < 6 && std::fabs(scaled_step * std::pow(10, decimals) -
-                                     std::round(scaled_step * std::pow(10, decimals))) > 1e-6) {
-      decimals++;
-    }
-    char text[64];
-    snprintf(text, sizeof text, "%.*f%s", decimals, value / unit.size, unit.suffix);
-    return text;
+    if (std::fabs(largest) < unit.size) continue;
+    size = unit.size == 1e4 ? 1e3 : unit.size;
+    suffix = unit.suffix;
+    break;
   }
-  return "";
+  double scaled_step = step / size;
+  int decimals = 0;
+  while (decimals < 6 && std::fabs(scaled_step * std::pow(10, decimals) -
+                                   std::round(scaled_step * std::pow(10, decimals))) > 1e-6) {
+    decimals++;
+  }
+  char text[64];
+  snprintf(text, sizeof text, "%.*f%s", decimals, value / size, suffix);
+  return text;
 }
 
 std::string xml_text(const std::string& text) {

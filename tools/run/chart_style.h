@@ -18,8 +18,9 @@ std::string flow_name(const PairSeries& pair, const std::vector<FlowLabel>& labe
 // marks over a range of `span`.
 double tick_step(double span, int count);
 
-// A tick value as a person reads it: 0, 250, 7.5 k, 50 M.
-std::string tick_label(double value, double step);
+// A tick value as a person reads it: 0, 250, 7.5 k, 50 M; the unit is the
+// same along an axis whose largest tick is `largest`.
+std::string tick_label(double value, double step, double largest);
 
 // An amount with two decimals and thousands separated: -1,234,567.89.
 std::string amount_with_separators(double value);

@@ -77,7 +77,8 @@ std::string report_html(const RunFacts& facts, const std::vector<PairSeries>& pa
           reserve_table(facts, pairs);
   html += "<figure id=\"reserve-chart\">\n" + reserve_chart_svg(pairs, facts.labels) + "</figure>\n";
   html += "<h2>Monthly cashflows</h2>\n<p>The expected, undiscounted cashflow of each flow month by month. "
-          "Flows marked * are drawn again on a scale of their own below.</p>\n";
+          "Flows marked * are small beside the others: the second panel draws them on a scale of their "
+          "own.</p>\n";
   html += "<figure id=\"cashflow-chart\">\n" +
           cashflow_chart_svg(pairs, facts.labels, calendar_month(facts.valuation_month)) + "</figure>\n";
   html += "<h2>Files</h2>\n<ul>\n<li><a href=\"cashflows.csv\">cashflows.csv</a>: every month of every flow</li>\n"

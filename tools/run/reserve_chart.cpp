@@ -37,7 +37,7 @@ std::string reserve_chart_svg(const std::vector<PairSeries>& pairs, const std::v
   for (double v = low; v <= high + step / 2; v += step) {
     double x = x_of(v);
     svg += svg_format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#e0e0e0\"/>\n", x, TOP, x, bottom);
-    svg += svg_format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\">", x, bottom + 18) + tick_label(v, step) +
+    svg += svg_format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\">", x, bottom + 18) + tick_label(v, step, std::max(std::fabs(low), std::fabs(high))) +
            "</text>\n";
   }
   svg += svg_format("<text class=\"axis-title\" x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\">", (LEFT + RIGHT) / 2,
