@@ -35,7 +35,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (argc != 3 && argc != 4) {
-    fputs(USAGE, stderr);
+    fprintf(stderr, "Usage: talvon-scramble IN OUT [NAME]\n");
     return 1;
   }
   const char* in_path = argv[1];
