@@ -10,6 +10,7 @@
 #include "driver/progress_channel.h"
 #include "driver/run_driver.h"
 #include "driver/self_test.h"
+#include "talvon_version.h"
 
 static void run_test() {
   selfTest();
@@ -36,6 +37,7 @@ struct Subcommand {
 };
 
 static const Subcommand SUBCOMMANDS[] = {
+    {"--version", 2, [](char**) { printf("talvon %s\n", TALVON_VERSION); }},
     {"test", 2, [](char**) { run_test(); }},
     {"echo", 3, run_echo},
     {"exec", 5, run_exec},

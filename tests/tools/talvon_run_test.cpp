@@ -70,8 +70,8 @@ size_t count_lines(const std::string& text) { return std::count(text.begin(), te
 size_t expect_result_files(const std::string& out) {
   std::string reserves = read_file(out + "/reserves.csv");
   std::string cashflows = read_file(out + "/cashflows.csv");
-  EXPECT_EQ(reserves.rfind("from,to,value\n", 0), 0u);
-  EXPECT_EQ(cashflows.rfind("month,from,to,value\n0,1,2,", 0), 0u);
+  EXPECT_EQ(reserves.rfind("from,to,flow,value\n", 0), 0u);
+  EXPECT_EQ(cashflows.rfind("month,date,from,to,flow,value\n0,2019-10,1,2,", 0), 0u);
   EXPECT_EQ(reserves.find("nan"), std::string::npos);
   size_t pairs = count_lines(reserves) - 1;
   EXPECT_EQ(count_lines(cashflows), 1 + 1440 * pairs);
@@ -83,14 +83,14 @@ size_t expect_result_files(const std::string& out) {
 
 TEST(TalvonRunTest, ValuesTheExamplePortfolio) {
   TempDir tmp, out;
-  Outcome o = run_program(command(tmp.path, {"-o", out.path, MODEL, EXAMPLE}));
+  Outcome o = run_program(command(tmp.path, {"-q", "-o", out.path, MODEL, EXAMPLE}));
   EXPECT_EQ(o.status, 0) << o.err;
   EXPECT_EQ(o.err, "");
   EXPECT_EQ(o.out.rfind("from  to  flow                reserve\n   1   2  Premiums  ", 0), 0u) << o.out;
   for (const char* label : {"  Benefits  ", "  Family benefits  ", "  Surrender  ", "  Expenses  "}) {
     EXPECT_NE(o.out.find(label), std::string::npos) << label;
   }
-  EXPECT_NE(o.out.find("Chart:              " + out.path + "/cashflows.svg\n"), std::string::npos);
+  EXPECT_NE(o.out.find("Report:  " + out.path + "/report.html\n"), std::string::npos);
   EXPECT_EQ(expect_result_files(out.path), 6u);
   // The socket variant delivers the same records.
   TempDir socket_out;
@@ -116,7 +116,7 @@ TEST(TalvonRunTest, RunScriptAndDefaultOutputFolder) {
 TEST(TalvonRunTest, GenerateTaskKeepsItsFiles) {
   TempDir tmp, out;
   write_file(out.file("gen.tal"), "(define (task) (generate 3 \"a.pf\" \"b.pf\"))\n");
-  Outcome o = run_program(command(tmp.path, {"-o", out.file("pf"), MODEL, EXAMPLE, out.file("gen.tal")}));
+  Outcome o = run_program(command(tmp.path, {"-q", "-o", out.file("pf"), MODEL, EXAMPLE, out.file("gen.tal")}));
   EXPECT_EQ(o.status, 0) << o.err;
   EXPECT_EQ(o.out, "talvon wrote 2 files into " + out.file("pf") + "\n");
   EXPECT_EQ(o.err, "Generate 3 products\nGenerate 3 products\n");
@@ -148,7 +148,7 @@ TEST(TalvonRunDeathTest, ScriptFaultsShowTalvonsMessage) {
        " character 0\nCannot find initial state\n"},
   };
   for (const Case& c : cases) {
-    std::vector<std::string> args = {"-o", out.file("r")};
+    std::vector<std::string> args = {"-q", "-o", out.file("r")};
     args.insert(args.end(), c.files.begin(), c.files.end());
     Outcome o = run_program(command(tmp.path, args));
     EXPECT_EQ(o.status, 1);
@@ -180,6 +180,9 @@ TEST(TalvonRunDeathTest, BadCommandLines) {
       {{MODEL, EXAMPLE, "r", "x"}, "talvon-run: too many files: x (see talvon-run --help)\n"},
       {{MODEL, EXAMPLE, "-o"}, "talvon-run: option -o needs a value (see talvon-run --help)\n"},
       {{"--conf", "/nonexistent", MODEL, EXAMPLE}, "talvon-run: no table folder /nonexistent\n"},
+      {{TALVON_SOURCE_DIR "/models", EXAMPLE},
+       "talvon-run: cannot read the model " TALVON_SOURCE_DIR "/models: it is a folder, not a script\n"},
+      {{"-", "-"}, "talvon-run: only one script can be read from standard input (see talvon-run --help)\n"},
   };
   for (const Case& c : cases) {
     Outcome o = run_program(command(tmp.path, c.args));
@@ -238,7 +241,7 @@ TEST(TalvonRunTest, InterruptEndsTalvonAndCleansUp) {
   TempDir tmp, out;
   std::string portfolio = large_portfolio(tmp, out);
   ASSERT_EQ(entries(tmp.path), std::vector<std::string>{});
-  std::vector<std::string> argv = command(tmp.path, {"-o", out.file("r"), MODEL, portfolio});
+  std::vector<std::string> argv = command(tmp.path, {"-q", "-o", out.file("r"), MODEL, portfolio});
   std::string err_path = out.file("err");
   fflush(stdout);
   fflush(stderr);

@@ -2,146 +2,160 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+
+#include "tools/run/chart_style.h"
 
 namespace {
 
-constexpr double WIDTH = 960, HEIGHT = 540;
-constexpr double LEFT = 100, RIGHT = 730, TOP = 50, BOTTOM = 480;
-constexpr int MONTHS_PER_TICK = 120;  // ten years
+constexpr double WIDTH = 960, PANEL_HEIGHT = 330, TOP = 50;
+constexpr double LEFT = 100, RIGHT = 690, PLOT_HEIGHT = 250;
 
-const char* const COLOURS[] = {"#1f77b4", "#d62728", "#2ca02c", "#ff7f0e", "#9467bd",
-                               "#8c564b", "#e377c2", "#7f7f7f", "#bcbd22", "#17becf"};
-
-struct Scale {
-  double low, high;
+struct Panel {
+  double top;      // of the plot area
+  double low, high, step;
+  int months;      // shown
 };
 
-double x_of(double month) { return LEFT + (RIGHT - LEFT) * month / MONTH_LIMIT; }
+double x_of(const Panel& panel, double month) { return LEFT + (RIGHT - LEFT) * month / panel.months; }
 
-double y_of(const Scale& scale, double value) {
-  return BOTTOM - (BOTTOM - TOP) * (value - scale.low) / (scale.high - scale.low);
+double y_of(const Panel& panel, double value) {
+  return panel.top + PLOT_HEIGHT - PLOT_HEIGHT * (value - panel.low) / (panel.high - panel.low);
 }
 
-// The values' range with 0 in it, widened to whole ticks.
-Scale value_scale(const std::vector<PairSeries>& pairs, double& step) {
+Panel panel_for(const std::vector<const PairSeries*>& series, double top, int months) {
   double low = 0, high = 0;
-  for (const PairSeries& pair : pairs) {
-    for (double v : pair.months) {
+  for (const PairSeries* pair : series) {
+    for (size_t t = 0; t < pair->months.size() && t < static_cast<size_t>(months); t++) {
+      double v = pair->months[t];
       if (!std::isfinite(v)) continue;
       low = std::min(low, v);
       high = std::max(high, v);
     }
   }
   if (high - low <= 0) high = low + 1;
-  step = tick_step(high - low, 6);
-  return Scale{std::floor(low / step) * step, std::ceil(high / step) * step};
+  double step = tick_step(high - low, 5);
+  return Panel{top, std::floor(low / step) * step, std::ceil(high / step) * step, step, months};
 }
 
-std::string format(const char* pattern, double a, double b = 0, double c = 0, double d = 0) {
-  char text[200];
-  snprintf(text, sizeof text, pattern, a, b, c, d);
-  return text;
+std::string line(double x1, double y1, double x2, double y2, const char* stroke) {
+  return svg_format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"", x1, y1, x2, y2) + stroke +
+         "\"/>\n";
 }
 
-std::string tick_label(double value, double step) {
-  if (std::fabs(value) < step / 1e6) value = 0;
-  char text[64];
-  if (step >= 1) {
-    snprintf(text, sizeof text, "%.0f", value);
-  } else {
-    snprintf(text, sizeof text, "%g", value);
+std::string axes(const Panel& panel, const std::string& title, const std::string& start) {
+  double bottom = panel.top + PLOT_HEIGHT;
+  std::string svg = svg_format("<text x=\"%.1f\" y=\"%.1f\" font-size=\"14\" font-weight=\"bold\">", LEFT,
+                               panel.top - 10) +
+                    xml_text(title) + "</text>\n";
+  int years = panel.months / 12;
+  int year_step = static_cast<int>(std::max(1.0, tick_step(years, 8)));
+  svg += "<g class=\"x-axis\">\n";
+  for (int year = 0; year <= years; year += year_step) {
+    double x = x_of(panel, year * 12);
+    svg += line(x, panel.top, x, bottom, "#e0e0e0");
+    svg += svg_format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\">", x, bottom + 18) +
+           std::to_string(year) + "</text>\n";
   }
-  return text;
-}
-
-std::string axes(const Scale& scale, double step) {
-  std::string svg;
-  for (int month = 0; month <= MONTH_LIMIT; month += MONTHS_PER_TICK) {
-    double x = x_of(month);
-    svg += format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#e0e0e0\"/>\n", x, TOP, x, BOTTOM);
-    svg += format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\">", x, BOTTOM + 20) +
-           std::to_string(month / 12) + "</text>\n";
+  std::string x_title = "years after the valuation date";
+  if (!start.empty()) x_title += " (month 0 is " + start + ")";
+  svg += svg_format("<text class=\"axis-title\" x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\">", (LEFT + RIGHT) / 2,
+                    bottom + 38) +
+         xml_text(x_title) + "</text>\n</g>\n<g class=\"y-axis\">\n";
+  for (double v = panel.low; v <= panel.high + panel.step / 2; v += panel.step) {
+    double y = y_of(panel, v);
+    svg += line(LEFT, y, RIGHT, y, "#e0e0e0");
+    svg += svg_format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"end\">", LEFT - 8, y + 4) +
+           tick_label(v, panel.step, std::max(std::fabs(panel.low), std::fabs(panel.high))) + "</text>\n";
   }
-  for (double v = scale.low; v <= scale.high + step / 2; v += step) {
-    double y = y_of(scale, v);
-    svg += format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#e0e0e0\"/>\n", LEFT, y, RIGHT, y);
-    svg += format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"end\">", LEFT - 8, y + 4) +
-           tick_label(v, step) + "</text>\n";
-  }
-  double zero = y_of(scale, 0);
-  svg += format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"black\"/>\n", LEFT, zero, RIGHT, zero);
-  svg += format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"black\"/>\n", LEFT, TOP, LEFT, BOTTOM);
-  svg += format("<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\">years from the valuation date</text>\n",
-                (LEFT + RIGHT) / 2, BOTTOM + 42);
+  double middle = panel.top + PLOT_HEIGHT / 2;
+  svg += svg_format("<text class=\"axis-title\" x=\"%.1f\" y=\"%.1f\" text-anchor=\"middle\" "
+                    "transform=\"rotate(-90 %.1f %.1f)\">",
+                    LEFT - 70, middle, LEFT - 70, middle) +
+         "expected cashflow per month (currency units)</text>\n</g>\n";
+  svg += line(LEFT, y_of(panel, 0), RIGHT, y_of(panel, 0), "black");
+  svg += line(LEFT, panel.top, LEFT, bottom, "black");
   return svg;
 }
 
-std::string line_of(const PairSeries& pair, const Scale& scale, const char* colour) {
-  std::string svg = std::string("<polyline fill=\"none\" stroke-width=\"1.5\" stroke=\"") + colour +
-                    "\" points=\"";
-  for (size_t t = 0; t < pair.months.size(); t++) {
+std::string series_line(const PairSeries& pair, const Panel& panel, const std::vector<FlowLabel>& labels) {
+  std::string svg = "<polyline class=\"flow\" data-flow=\"" + std::to_string(pair.from) + "-" +
+                    std::to_string(pair.to) + "\" fill=\"none\" stroke-width=\"1.5\" stroke=\"" +
+                    flow_colour(pair.from, pair.to) + "\" points=\"";
+  size_t end = std::min(pair.months.size(), static_cast<size_t>(panel.months) + 1);
+  for (size_t t = 0; t < end; t++) {
     double v = pair.months[t];
     if (!std::isfinite(v)) v = 0;
-    svg += format("%.1f,%.1f ", x_of(static_cast<double>(t)), y_of(scale, v));
+    svg += svg_format("%.1f,%.1f ", x_of(panel, static_cast<double>(t)), y_of(panel, v));
   }
-  if (!pair.months.empty()) svg.pop_back();
-  return svg + "\"/>\n";
+  if (end > 0) svg.pop_back();
+  return svg + "\"><title>" + xml_text(flow_name(pair, labels)) + "</title></polyline>\n";
 }
 
-std::string legend_entry(const PairSeries& pair, const std::vector<FlowLabel>& labels, size_t i,
-                         const char* colour) {
-  double y = TOP + 10 + 22 * static_cast<double>(i);
-  std::string name = std::to_string(pair.from) + " \xe2\x86\x92 " + std::to_string(pair.to);
-  std::string label = label_of(labels, pair.from, pair.to);
-  if (!label.empty()) name += "  " + label;
-  return format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke-width=\"3\" stroke=\"", RIGHT + 20, y,
-                RIGHT + 44, y) +
-         colour + "\"/>\n" + format("<text x=\"%.1f\" y=\"%.1f\">", RIGHT + 52, y + 4) + xml_text(name) +
-         "</text>\n";
+std::string legend(const std::vector<PairSeries>& pairs, const std::vector<FlowLabel>& labels,
+                   const std::vector<bool>& small) {
+  std::string svg = "<g class=\"legend\">\n";
+  for (size_t i = 0; i < pairs.size(); i++) {
+    double y = TOP + 10 + 22 * static_cast<double>(i);
+    std::string colour = flow_colour(pairs[i].from, pairs[i].to);
+    svg += svg_format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke-width=\"3\" stroke=\"", RIGHT + 20,
+                      y, RIGHT + 44, y) +
+           colour + "\"/>\n";
+    std::string name = flow_name(pairs[i], labels);
+    if (small[i]) name += " *";
+    svg += svg_format("<text x=\"%.1f\" y=\"%.1f\">", RIGHT + 52, y + 4) + xml_text(name) + "</text>\n";
+  }
+  return svg + "</g>\n";
 }
 
 }  // namespace
 
-double tick_step(double span, int count) {
-  double raw = span / count;
-  double power = std::pow(10.0, std::floor(std::log10(raw)));
-  for (double factor : {1.0, 2.0, 5.0}) {
-    if (factor * power >= raw) return factor * power;
-  }
-  return 10 * power;
-}
-
-std::string xml_text(const std::string& text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += c;
+int shown_months(const std::vector<PairSeries>& pairs) {
+  double largest = 0;
+  for (const PairSeries& pair : pairs) largest = std::max(largest, peak_of(pair.months));
+  int last = 0;
+  for (const PairSeries& pair : pairs) {
+    for (size_t t = 0; t < pair.months.size(); t++) {
+      double v = pair.months[t];
+      // A flow a billion times below the largest is not drawn apart from 0.
+      if (std::isfinite(v) && std::fabs(v) > largest * 1e-9) last = std::max(last, static_cast<int>(t));
     }
   }
-  return out;
+  int years = last / 12 + 1;
+  years = (years + 4) / 5 * 5;
+  return std::min(MONTH_LIMIT, years * 12);
 }
 
-std::string cashflow_chart_svg(const std::vector<PairSeries>& pairs,
-                               const std::vector<FlowLabel>& labels) {
-  double step = 1;
-  Scale scale = value_scale(pairs, step);
-  std::string svg = format(
+std::string cashflow_chart_svg(const std::vector<PairSeries>& pairs, const std::vector<FlowLabel>& labels,
+                               const std::string& start) {
+  double largest = 0;
+  for (const PairSeries& pair : pairs) largest = std::max(largest, peak_of(pair.months));
+  std::vector<const PairSeries*> large_series, small_series;
+  std::vector<bool> small;
+  for (const PairSeries& pair : pairs) {
+    double peak = peak_of(pair.months);
+    small.push_back(peak > 0 && peak < largest * SMALL_FLOW_SHARE);
+    (small.back() ? small_series : large_series).push_back(&pair);
+  }
+  int months = shown_months(pairs);
+  double height = TOP + PANEL_HEIGHT * (small_series.empty() ? 1 : 2);
+  std::string svg = svg_format(
       "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
       "font-family=\"sans-serif\" font-size=\"12\">\n",
-      WIDTH, HEIGHT, WIDTH, HEIGHT);
+      WIDTH, height, WIDTH, height);
+  svg += "<title>Expected monthly cashflows per flow</title>\n";
   svg += "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
-  svg += format("<text x=\"%.1f\" y=\"28\" font-size=\"16\" text-anchor=\"middle\">", (LEFT + RIGHT) / 2) +
-         "Expected monthly cashflows per account pair</text>\n";
-  svg += axes(scale, step);
-  size_t colours = sizeof COLOURS / sizeof COLOURS[0];
-  for (size_t i = 0; i < pairs.size(); i++) {
-    svg += line_of(pairs[i], scale, COLOURS[i % colours]);
-    svg += legend_entry(pairs[i], labels, i, COLOURS[i % colours]);
+  svg += svg_format("<text x=\"%.1f\" y=\"26\" font-size=\"16\" text-anchor=\"middle\">", WIDTH / 2) +
+         "Expected monthly cashflows per flow</text>\n";
+  Panel panel = panel_for(large_series, TOP + 20, months);
+  svg += "<g class=\"panel\" data-panel=\"all\">\n" + axes(panel, "Flows", start);
+  for (const PairSeries* pair : large_series) svg += series_line(*pair, panel, labels);
+  svg += "</g>\n";
+  if (!small_series.empty()) {
+    Panel lower = panel_for(small_series, TOP + 20 + PANEL_HEIGHT, months);
+    svg += "<g class=\"panel\" data-panel=\"small\">\n" +
+           axes(lower, "* Small flows, on a scale of their own", start);
+    for (const PairSeries* pair : small_series) svg += series_line(*pair, lower, labels);
+    svg += "</g>\n";
   }
-  return svg + "</svg>\n";
+  return svg + legend(pairs, labels, small) + "</svg>\n";
 }

@@ -1,37 +1,45 @@
 #include "tools/run/options.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "driver/diagnostics.h"
+#include "talvon_version.h"
 
 const char* const USAGE =
     "Usage: talvon-run [options] MODEL PORTFOLIO [RUN]\n"
     "\n"
     "Values a portfolio with talvon: scrambles the plain-text scripts into a\n"
     "private run directory, starts talvon server, shows its progress, and\n"
-    "writes the results.\n"
+    "writes the results: report.html (open it in a browser), cashflows.csv,\n"
+    "reserves.csv, cashflows.svg, reserves.svg and run.json.\n"
     "\n"
     "  MODEL       the model script, e.g. models/pension/model.tal\n"
+    "              (any one of the three may be \"-\": standard input)\n"
     "  PORTFOLIO   the portfolio script, defining (portfolio)\n"
     "  RUN         a run script defining (task); by default\n"
     "              (define (task) (cashflow (portfolio)))\n"
     "\n"
     "Options:\n"
-    "  -o, --output DIR  folder for cashflows.csv, reserves.csv and\n"
-    "                    cashflows.svg, and for the files of a generate task\n"
+    "  -o, --output DIR  folder for the result files, and for the files of a\n"
+    "                    generate task\n"
     "                    (default: talvon-out)\n"
     "  --socket          receive the results over a loopback TCP port\n"
     "                    instead of a named pipe\n"
     "  --conf DIR        the tables that a generate task reads as conf/NAME.txt\n"
     "                    (default: the bundled models/conf)\n"
-    "  -q, --quiet       no progress display\n"
+    "  -q, --quiet       no progress display; without a terminal, no line\n"
+    "                    per finished phase on stderr\n"
     "  -h, --help        this text\n"
+    "  --version         talvon-run's version\n"
     "\n"
     "The run directory is made under $TMPDIR (or /tmp) and removed at the end,\n"
-    "also when the run fails or is interrupted.\n";
+    "also when the run fails or is interrupted. Exit status: 0 for a finished\n"
+    "run, 1 for a failed one, 128 + the signal when interrupted.\n"
+    "See man talvon-run and the documents in share/doc/talvon.\n";
 
 [[noreturn]] static void bad_usage(const std::string& message) {
   die(("talvon-run: " + message + " (see talvon-run --help)").c_str());
@@ -55,6 +63,9 @@ RunOptions parse_options(int argc, char** argv) {
     } else if (arg == "-h" || arg == "--help") {
       fputs(USAGE, stdout);
       exit(0);
+    } else if (arg == "--version") {
+      printf("talvon-run %s\n", TALVON_VERSION);
+      exit(0);
     } else if (arg == "-o" || arg == "--output") {
       options.output = option_value(argc, argv, i);
     } else if (arg.rfind("--output=", 0) == 0) {
@@ -73,6 +84,7 @@ RunOptions parse_options(int argc, char** argv) {
   }
   if (files.size() < 2) bad_usage("a model and a portfolio are needed");
   if (files.size() > 3) bad_usage("too many files: " + files[3]);
+  if (std::count(files.begin(), files.end(), "-") > 1) bad_usage("only one script can be read from standard input");
   options.model = files[0];
   options.portfolio = files[1];
   if (files.size() == 3) options.run = files[2];

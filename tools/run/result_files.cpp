@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 
 #include "driver/diagnostics.h"
 
@@ -19,44 +20,48 @@ std::string number_text(double value) {
   return std::string(text, end.ptr);
 }
 
-void write_cashflows_csv(FILE* file, const std::vector<PairSeries>& pairs) {
-  fputs("month,from,to,value\n", file);
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + "\"";
+}
+
+static std::string pair_fields(const PairSeries& pair, const RunFacts& facts) {
+  return std::to_string(pair.from) + "," + std::to_string(pair.to) + "," +
+         csv_field(label_of(facts.labels, pair.from, pair.to)) + ",";
+}
+
+std::string cashflows_csv(const std::vector<PairSeries>& pairs, const RunFacts& facts) {
+  std::string text = "month,date,from,to,flow,value\n";
   size_t months = 0;
   for (const PairSeries& pair : pairs) months = std::max(months, pair.months.size());
+  std::vector<std::string> fields;
+  for (const PairSeries& pair : pairs) fields.push_back(pair_fields(pair, facts));
   for (size_t t = 0; t < months; t++) {
-    for (const PairSeries& pair : pairs) {
-      if (t >= pair.months.size()) continue;
-      fprintf(file, "%zu,%d,%d,%s\n", t, pair.from, pair.to, number_text(pair.months[t]).c_str());
+    int month = static_cast<int>(t);
+    std::string start = std::to_string(t) + "," +
+                        calendar_month(facts.valuation_month < 0 ? -1 : facts.valuation_month + month) + ",";
+    for (size_t i = 0; i < pairs.size(); i++) {
+      if (t >= pairs[i].months.size()) continue;
+      text += start + fields[i] + number_text(pairs[i].months[t]) + "\n";
     }
   }
+  return text;
 }
 
-void write_reserves_csv(FILE* file, const std::vector<PairSeries>& pairs) {
-  fputs("from,to,value\n", file);
-  for (const PairSeries& pair : pairs) {
-    fprintf(file, "%d,%d,%s\n", pair.from, pair.to, number_text(pair.reserve).c_str());
-  }
-}
-
-static FILE* create(const std::string& path) {
-  FILE* file = fopen(path.c_str(), "w");
-  if (file == nullptr) pdie(("talvon-run: " + path).c_str());
-  return file;
-}
-
-static void finish(const std::string& path, FILE* file) {
-  if (ferror(file) != 0 || fclose(file) != 0) pdie(("talvon-run: " + path).c_str());
+std::string reserves_csv(const std::vector<PairSeries>& pairs, const RunFacts& facts) {
+  std::string text = "from,to,flow,value\n";
+  for (const PairSeries& pair : pairs) text += pair_fields(pair, facts) + number_text(pair.reserve) + "\n";
+  return text;
 }
 
 void write_text_file(const std::string& path, const std::string& text) {
-  FILE* file = create(path);
+  FILE* file = fopen(path.c_str(), "w");
+  if (file == nullptr) pdie(("talvon-run: " + path).c_str());
   fwrite(text.data(), 1, text.size(), file);
-  finish(path, file);
-}
-
-void write_file_with(const std::string& path, void (*writer)(FILE*, const std::vector<PairSeries>&),
-                     const std::vector<PairSeries>& pairs) {
-  FILE* file = create(path);
-  writer(file, pairs);
-  finish(path, file);
+  if (ferror(file) != 0 || fclose(file) != 0) pdie(("talvon-run: " + path).c_str());
 }

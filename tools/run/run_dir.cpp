@@ -44,7 +44,11 @@ static std::string base_name(const std::string& path) {
 
 ScriptNames script_names(const std::string& model, const std::string& portfolio,
                          const std::string& run) {
-  ScriptNames names{base_name(model), base_name(portfolio), run.empty() ? "run.tal" : base_name(run)};
+  // Standard input ("-") gets the name of its role.
+  auto name_of = [](const std::string& path, const char* role) {
+    return path == "-" || path.empty() ? std::string(role) : base_name(path);
+  };
+  ScriptNames names{name_of(model, "model.tal"), name_of(portfolio, "portfolio.tal"), name_of(run, "run.tal")};
   auto usable = [](const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name != "conf";
   };
@@ -59,18 +63,23 @@ ScriptNames script_names(const std::string& model, const std::string& portfolio,
 }
 
 std::string read_script(const std::string& path, const char* what) {
-  FILE* file = fopen(path.c_str(), "rb");
+  std::string prefix = std::string("talvon-run: cannot read the ") + what + " " + path + ": ";
+  struct stat info;
+  if (path != "-" && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+    die((prefix + "it is a folder, not a script").c_str());
+  }
+  FILE* file = path == "-" ? stdin : fopen(path.c_str(), "rb");
   std::string text;
   if (file != nullptr) {
     char buffer[65536];
     for (size_t n; (n = fread(buffer, 1, sizeof buffer, file)) > 0;) text.append(buffer, n);
     bool failed = ferror(file) != 0;
-    fclose(file);
+    int reason = errno;
+    if (file != stdin) fclose(file);
     if (!failed) return text;
-    errno = EIO;
+    errno = reason;
   }
-  std::string message = std::string("talvon-run: cannot read the ") + what + " " + path + ": " + strerror(errno);
-  die(message.c_str());
+  die((prefix + strerror(errno)).c_str());
 }
 
 void write_scrambled_script(const RunDir& dir, const std::string& name, const std::string& text) {

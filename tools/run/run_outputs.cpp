@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "core/reader.h"
 #include "driver/diagnostics.h"
 #include "tools/run/cashflow_chart.h"
+#include "tools/run/report_html.h"
+#include "tools/run/reserve_chart.h"
 #include "tools/run/result_files.h"
+#include "tools/run/run_json.h"
 #include "tools/run/summary_table.h"
 #include "tools/run/view_labels.h"
 
@@ -31,26 +33,27 @@ int keep_generated_files(const std::string& work, const std::string& output,
   return count;
 }
 
-void write_results(const RunOptions& options, const ResultStream& stream) {
-  std::vector<PairSeries> pairs = ordered_pairs(stream.pairs);
+void write_results(const std::string& output, const RunFacts& facts, const std::vector<PairSeries>& summed) {
+  std::vector<PairSeries> pairs = ordered_pairs(summed);
   for (const PairSeries& pair : pairs) {
     if (!std::isfinite(pair.reserve)) {
       fprintf(stderr, "talvon-run: warning: the reserve of accounts %d -> %d is not a number\n",
               pair.from, pair.to);
     }
   }
-  std::vector<FlowLabel> labels = find_view_labels(read_source(options.portfolio.c_str()));
   std::error_code error;
-  std::filesystem::create_directories(options.output, error);
-  if (error) die(("talvon-run: cannot make " + options.output + ": " + error.message()).c_str());
-  std::string cashflows = options.output + "/cashflows.csv";
-  std::string reserves = options.output + "/reserves.csv";
-  std::string chart = options.output + "/cashflows.svg";
-  write_file_with(cashflows, write_cashflows_csv, pairs);
-  write_file_with(reserves, write_reserves_csv, pairs);
-  write_text_file(chart, cashflow_chart_svg(pairs, labels));
-  fputs(summary_table(pairs, labels).c_str(), stdout);
-  printf("\nReserves:           %s\nMonthly cashflows:  %s\nChart:              %s\n", reserves.c_str(),
-         cashflows.c_str(), chart.c_str());
+  std::filesystem::create_directories(output, error);
+  if (error) die(("talvon-run: cannot make " + output + ": " + error.message()).c_str());
+  std::string report = output + "/report.html";
+  write_text_file(output + "/cashflows.csv", cashflows_csv(pairs, facts));
+  write_text_file(output + "/reserves.csv", reserves_csv(pairs, facts));
+  write_text_file(output + "/cashflows.svg",
+                  cashflow_chart_svg(pairs, facts.labels, calendar_month(facts.valuation_month)));
+  write_text_file(output + "/reserves.svg", reserve_chart_svg(pairs, facts.labels));
+  write_text_file(output + "/run.json", run_json(facts, pairs));
+  write_text_file(report, report_html(facts, pairs));
+  fputs(summary_table(pairs, facts.labels).c_str(), stdout);
+  printf("\nReport:  %s\nFiles:   cashflows.csv reserves.csv cashflows.svg reserves.svg run.json in %s\n",
+         report.c_str(), output.c_str());
   fflush(stdout);
 }

@@ -7,10 +7,13 @@
 
 #include "tools/run/options.h"
 #include "tools/run/result_records.h"
+#include "tools/run/run_facts.h"
 
-// Writes cashflows.csv, reserves.csv and cashflows.svg into the output
-// folder and prints the reserve table, labelled with the portfolio's view.
-void write_results(const RunOptions& options, const ResultStream& stream);
+// Writes cashflows.csv, reserves.csv, cashflows.svg, reserves.svg,
+// report.html and run.json into the output folder and prints the reserve
+// table, labelled with the portfolio's view. `pairs` are the summed results
+// of the whole portfolio, `facts` what the caller knows of the run.
+void write_results(const std::string& output, const RunFacts& facts, const std::vector<PairSeries>& pairs);
 
 // Copies the files that a generate task wrote into the working directory,
 // all but the run's own scripts (`own`), into the output folder. Gives

@@ -16,11 +16,15 @@
 
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
+#include "tools/run/input_digest.h"
+#include "tools/run/phase_clock.h"
+#include "tools/run/portfolio_facts.h"
 #include "tools/run/progress_records.h"
 #include "tools/run/result_records.h"
 #include "tools/run/run_dir.h"
 #include "tools/run/run_outputs.h"
 #include "tools/run/talvon_child.h"
+#include "talvon_version.h"
 
 namespace {
 
@@ -215,7 +219,8 @@ bool open_sources(const Channels& c) {
   return c.progress.fd >= 0 || c.result.fd >= 0 || c.out.fd >= 0 || c.err.fd >= 0;
 }
 
-void show_progress(const Channels& c, bool display, std::string& shown) {
+void show_progress(const Channels& c, bool display, std::string& shown, PhaseClock& clock) {
+  end_phases_by_progress(clock, c.progress_stream.value);
   if (!display) return;
   std::string line = progress_line(c.progress_stream.value, months_received(c.result_stream), BAR_WIDTH);
   if (line == shown) return;
@@ -233,12 +238,38 @@ void pass_on_output(const Channels& c) {
   fflush(stderr);
 }
 
+// tcc is what a missing piece most often is: say how to get it.
+void hint_when_tcc_is_missing() {
+  const char* path = getenv("PATH");
+  std::string folders = path != nullptr ? path : "";
+  size_t start = 0;
+  while (start <= folders.size()) {
+    size_t end = folders.find(':', start);
+    if (end == std::string::npos) end = folders.size();
+    std::string folder = folders.substr(start, end - start);
+    if (!folder.empty() && access((folder + "/tcc").c_str(), X_OK) == 0) return;
+    start = end + 1;
+  }
+  fputs("talvon-run: tcc, the Tiny C Compiler that builds the calculation program, is not on the PATH: "
+        "install it (on Debian: apt-get install tcc)\n",
+        stderr);
+}
+
+InputFile input_of(const char* role, const std::string& path, const std::string& text) {
+  return InputFile{role, path, sha256_hex(text)};
+}
+
 }  // namespace
 
 int run_valuation(const RunOptions& options) {
   catch_signals();
   become_subreaper();
   atexit(clean_up);
+  PhaseClock clock;
+  start_phase_clock(clock, !options.quiet && !isatty(2));
+  RunFacts facts;
+  facts.talvon_version = TALVON_VERSION;
+  facts.started = utc_now();
   std::string model = read_script(options.model, "model");
   std::string portfolio = read_script(options.portfolio, "portfolio");
   std::string run = options.run.empty() ? DEFAULT_RUN_SCRIPT : read_script(options.run, "run script");
@@ -247,6 +278,8 @@ int run_valuation(const RunOptions& options) {
     die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
   }
   std::string conf = conf_folder(options);
+  facts.inputs = {input_of("model", options.model, model), input_of("portfolio", options.portfolio, portfolio),
+                  input_of("run", options.run.empty() ? "(default task)" : options.run, run)};
 
   RunDir dir = make_run_dir(options.socket);
   active.root = dir.root;
@@ -273,6 +306,7 @@ int run_valuation(const RunOptions& options) {
       {talvon, "server", names.model, names.portfolio, names.run, dir.progress_fifo, connection},
       dir.work);
   active.group = child.pid;
+  end_phase(clock, "prepare");
   c.out.fd = child.out;
   c.err.fd = child.err;
 
@@ -281,7 +315,7 @@ int run_valuation(const RunOptions& options) {
   int status = 0;
   for (;;) {
     serve(c, POLL_MILLISECONDS);
-    show_progress(c, display, shown);
+    show_progress(c, display, shown, clock);
     int raw;
     pid_t done = waitpid(child.pid, &raw, WNOHANG);
     if (done == child.pid) {
@@ -304,6 +338,7 @@ int run_valuation(const RunOptions& options) {
   for (Source* source : {&c.progress, &c.result, &c.out, &c.err}) close_source(*source);
   clear_bar();
   pass_on_output(c);
+  if (status != 0) hint_when_tcc_is_missing();
 
   if (status != 0 || c.progress_stream.ended) {
     char message[120];
@@ -317,7 +352,12 @@ int run_valuation(const RunOptions& options) {
   }
   if (c.result.connected) {
     require_complete_results(c.result_stream);
-    write_results(options, c.result_stream);
+    end_phases_by_progress(clock, c.progress_stream.value);
+    end_phase(clock, "run");
+    read_portfolio_facts(model, portfolio, dir.root, facts);
+    end_phase(clock, "read portfolio facts");
+    facts.phases = clock.phases;
+    write_results(options.output, facts, c.result_stream.pairs);
     return 0;
   }
   int kept = keep_generated_files(dir.work, options.output, {names.model, names.portfolio, names.run});
