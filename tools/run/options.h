@@ -11,6 +11,7 @@ struct RunOptions {
   std::string conf;         // empty: the bundled tables, when found
   bool socket = false;      // results over loopback TCP instead of a FIFO
   bool quiet = false;       // no progress display
+  bool strict = false;      // warnings of the check stop the run
 };
 
 extern const char* const USAGE;

@@ -7,6 +7,7 @@
 #include "core/reader.h"
 #include "driver/diagnostics.h"
 #include "tools/run/cashflow_chart.h"
+#include "tools/run/output_folder.h"
 #include "tools/run/result_files.h"
 #include "tools/run/summary_table.h"
 #include "tools/run/view_labels.h"
@@ -46,9 +47,13 @@ void write_results(const RunOptions& options, const ResultStream& stream) {
   std::string cashflows = options.output + "/cashflows.csv";
   std::string reserves = options.output + "/reserves.csv";
   std::string chart = options.output + "/cashflows.svg";
-  write_file_with(cashflows, write_cashflows_csv, pairs);
-  write_file_with(reserves, write_reserves_csv, pairs);
-  write_text_file(chart, cashflow_chart_svg(pairs, labels));
+  // Under temporary names until all are written: a run that fails on the
+  // way leaves no file that looks like a result.
+  for (const std::string& path : {cashflows, reserves, chart}) note_partial(path);
+  write_file_with(partial_name(cashflows), write_cashflows_csv, pairs);
+  write_file_with(partial_name(reserves), write_reserves_csv, pairs);
+  write_text_file(partial_name(chart), cashflow_chart_svg(pairs, labels));
+  publish_partials({cashflows, reserves, chart});
   fputs(summary_table(pairs, labels).c_str(), stdout);
   printf("\nReserves:           %s\nMonthly cashflows:  %s\nChart:              %s\n", reserves.c_str(),
          cashflows.c_str(), chart.c_str());

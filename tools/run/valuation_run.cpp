@@ -16,6 +16,8 @@
 
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
+#include "tools/run/check_run.h"
+#include "tools/run/output_folder.h"
 #include "tools/run/progress_records.h"
 #include "tools/run/result_records.h"
 #include "tools/run/run_dir.h"
@@ -247,6 +249,8 @@ int run_valuation(const RunOptions& options) {
     die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
   }
   std::string conf = conf_folder(options);
+  prepare_output_folder(options.output);
+  check_scripts(whole_portfolio_check(options, model, portfolio, run));
 
   RunDir dir = make_run_dir(options.socket);
   active.root = dir.root;

@@ -1,0 +1,128 @@
+#include "tools/run/check_report.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/printer.h"
+
+namespace {
+
+std::string portfolio_file;
+const LineMap* chunk_lines = nullptr;
+size_t chunk_index = 0;
+int errors = 0;
+
+std::string clean(const std::string& text) {
+  std::string result = text;
+  for (char& c : result) {
+    if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+  }
+  return result;
+}
+
+void write_record(const char* mark, const Finding& f, int severity) {
+  printf("%s\t%zu\t%d\t%s\t%ld\t%ld\t%s\n", mark, chunk_index, severity, clean(f.file).c_str(), f.line,
+         f.character, clean(f.message).c_str());
+  fflush(stdout);
+}
+
+}  // namespace
+
+long LineMap::user_line(long line) const {
+  long shift = 0;
+  for (const auto& segment : segments) {
+    if (segment.first <= line) shift = segment.second;
+  }
+  return line + shift;
+}
+
+void set_report_chunk(const std::string& file, const LineMap* lines, size_t chunk) {
+  portfolio_file = file;
+  chunk_lines = lines;
+  chunk_index = chunk;
+}
+
+Finding place_of(const Cell* where) {
+  Finding place{Severity::note, "", 0, 0, ""};
+  if (where == nullptr || where->character == 0 || where->file == nullptr) return place;
+  place.file = where->file;
+  place.line = where->line;
+  place.character = where->character;
+  if (chunk_lines != nullptr && place.file == portfolio_file) place.line = chunk_lines->user_line(place.line);
+  return place;
+}
+
+void report(Severity severity, const Cell* where, const std::string& message) {
+  report_at(place_of(where), severity, message);
+}
+
+void report_at(Finding place, Severity severity, const std::string& message) {
+  if (severity == Severity::error) errors++;
+  place.severity = severity;
+  place.message = message;
+  write_record(FINDING_MARK, place, static_cast<int>(severity));
+}
+
+namespace {
+
+struct Context {
+  const Cell* where = nullptr;
+  const std::string* owner = nullptr;
+  const char* doing = "";
+  const Cell* expression = nullptr;
+};
+Context context;
+
+}  // namespace
+
+void set_context(const Cell* where, const std::string* owner, const char* doing, const Cell* expression) {
+  context = Context{where, owner, doing, expression};
+}
+
+void write_context() {
+  Finding place = place_of(context.where);
+  place.message = context.owner != nullptr ? *context.owner + ": " : "";
+  place.message += context.doing;
+  if (context.expression != nullptr) {
+    place.message += " " + cell_text(context.expression);
+    Finding at = place_of(context.expression);
+    if (!at.file.empty() && at.file != place.file) {
+      place.message += " (" + at.file + ":" + std::to_string(at.line) + ":" + std::to_string(at.character) + ")";
+    }
+  }
+  write_record(CONTEXT_MARK, place, 0);
+}
+
+int errors_reported() { return errors; }
+
+std::string cell_text(const Cell* cell) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  FILE* stream = open_memstream(&buffer, &size);
+  if (stream == nullptr) return "?";
+  write_cell(stream, cell);
+  fclose(stream);
+  std::string text(buffer, size);
+  free(buffer);
+  return text;
+}
+
+bool parse_record(const std::string& line, const char* mark, Finding& finding, size_t& chunk) {
+  std::vector<std::string> fields;
+  size_t start = 0;
+  for (;;) {
+    size_t tab = line.find('\t', start);
+    fields.push_back(line.substr(start, tab == std::string::npos ? std::string::npos : tab - start));
+    if (tab == std::string::npos || fields.size() == 7) break;
+    start = tab + 1;
+  }
+  if (fields.size() != 7 || fields[0] != mark) return false;
+  chunk = strtoul(fields[1].c_str(), nullptr, 10);
+  finding.severity = static_cast<Severity>(atoi(fields[2].c_str()));
+  finding.file = fields[3];
+  finding.line = atol(fields[4].c_str());
+  finding.character = atol(fields[5].c_str());
+  finding.message = fields[6];
+  return true;
+}
