@@ -47,7 +47,18 @@ size_t edit_distance(const std::string& a_text, const std::string& b_text) {
   return last[b.size()];
 }
 
+// Words that share most of their stem: "policy" and "policies".
+static bool same_stem(const std::string& a, const std::string& b) {
+  size_t common = 0;
+  while (common < a.size() && common < b.size() && tolower(a[common]) == tolower(b[common])) common++;
+  size_t shorter = std::min(a.size(), b.size());
+  return common >= 5 && 3 * common >= 2 * shorter && std::max(a.size(), b.size()) - common <= 3;
+}
+
 std::string closest_name(const std::string& word, const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    if (name != word && same_stem(word, name) && edit_distance(word, name) <= 3) return name;
+  }
   std::string best;
   size_t best_distance = std::max<size_t>(1, word.size() / 4) + 1;
   for (const std::string& name : names) {

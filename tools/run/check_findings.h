@@ -21,7 +21,7 @@ std::string finding_text(const Finding& finding);
 
 // The name of `names` that `word` most likely meant: the same but for
 // case, or within a few typed letters (one per four letters, at least
-// one). Empty when none is close.
+// one), or one that shares most of its stem. Empty when none is close.
 std::string closest_name(const std::string& word, const std::vector<std::string>& names);
 
 // Edits (insertion, deletion, substitution, swap of neighbours) from a to

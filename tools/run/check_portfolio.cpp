@@ -149,6 +149,7 @@ void check_policy(PortfolioCheck& check, const Cell* portfolio, const Cell* poli
 void check_portfolio_script(PortfolioCheck& check, const Cell* statements, const Cell* portfolio_statements) {
   bool first = check.first;
   check.first = false;
+  check.model.reported.clear();
   const Cell* task = aget_named(check.model.defs, "task");
   const Cell* body = is_cons(task) ? task->pair.tail : nullptr;
   if (body == nullptr || !is_cons(body) || !is_symbol_named(body->pair.head, "cashflow") || !is_cons(body->pair.tail)) {
@@ -160,15 +161,16 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* statements, const
   set_context(call, nullptr, "evaluating the portfolio", call);
   const Cell* portfolio = eval(call, check.model.defs, nil());
   const Cell* written = source_portfolio(portfolio_statements, call);
+  const Cell* place = written != nullptr ? written : call;
   if (!is_alist(portfolio) || is_nil(portfolio)) {
-    if (first) report(Severity::error, call, "the portfolio " + cell_text(call) + " is not an association list");
+    if (first) report(Severity::error, place, "the portfolio " + cell_text(call) + " is not an association list");
     check.valued = false;
     return;
   }
-  if (first) check_whole_portfolio(check, portfolio, call);
+  if (first) check_whole_portfolio(check, portfolio, place);
   const Cell* entry = entry_of(portfolio, "policies");
   if (entry == nullptr) {
-    if (first) report(Severity::error, call, "the portfolio has no \"policies\"");
+    if (first) report(Severity::error, place, "the portfolio has no \"policies\"");
     check.valued = false;
     return;
   }

@@ -63,6 +63,20 @@ std::vector<std::string> keys_of(const Cell* alist) {
   return keys;
 }
 
+// The keys of a list that hold lists themselves, when there are such:
+// those that a further lookup can go into.
+std::vector<std::string> nested_keys_of(const Cell* alist) {
+  std::vector<std::string> keys;
+  for (const Cell* e = alist; is_cons(e); e = e->pair.tail) {
+    const Cell* entry = e->pair.head;
+    if (is_cons(entry) && is_string(entry->pair.head) && is_cons(entry->pair.tail) &&
+        is_cons(entry->pair.tail->pair.head)) {
+      keys.push_back(entry->pair.head->text);
+    }
+  }
+  return keys.empty() ? keys_of(alist) : keys;
+}
+
 std::string key_list(const std::vector<std::string>& keys) {
   std::string text;
   for (const std::string& key : keys) text += (text.empty() ? "\"" : ", \"") + key + "\"";
@@ -93,8 +107,8 @@ void check_key_of(RecordCheck& r, const Need& need, const Cell* entry) {
     return;
   }
   if (!is_nil(aget(base, entry->pair.tail))) return;
-  std::vector<std::string> keys = keys_of(base);
-  std::string close = closest_name(entry->pair.tail->text, keys);
+  std::vector<std::string> keys = nested_keys_of(base);
+  std::string close = closest_name(entry->pair.tail->text, keys_of(base));
   r.error(entry->pair.head, "\"" + std::string(need.variable->text) + "\" is \"" + entry->pair.tail->text +
                                 "\", which \"" + need.base->text + "\" does not have (it has " + key_list(keys) +
                                 ")" + (close.empty() ? "" : "; did you mean \"" + close + "\"?"));
@@ -111,12 +125,18 @@ void check_needs(RecordCheck& r, const Reads& reads) {
       }
       continue;
     }
+    if (r.model.reported.count(entry) != 0) {
+      r.errors++;
+      continue;
+    }
+    int before = r.errors;
     if (need.kind == Kind::key_of) {
       check_key_of(r, need, entry);
     } else if (!fits(entry->pair.tail, need.kind)) {
       r.error(entry->pair.head, "\"" + std::string(need.variable->text) + "\" is " + cell_text(entry->pair.tail) +
                                     ", but " + r.name + " needs " + kind_name(need.kind) + model_place(need.reader));
     }
+    if (r.errors > before) r.model.reported.insert(entry);
   }
 }
 
@@ -142,7 +162,20 @@ void check_initial_states(RecordCheck& r, const Reads& reads) {
     std::vector<std::string> names;
     for (const Cell* c = children; is_cons(c); c = c->pair.tail) names.push_back(c->pair.head->text);
     std::string close = is_symbol(value) || is_string(value) ? closest_name(value->text, names) : "";
-    r.error(r.at.where, "the initial state " + cell_text(init) + values_read(r, init) + " is " + cell_text(value) +
+    // A state read from one key of the policy is that key's fault.
+    Reads read;
+    script_reads(init, r.model.defs, read);
+    const Cell* where = r.at.where;
+    if (read.needs.size() == 1) {
+      if (const Cell* entry = find_entry(r.at, read.needs[0].variable->text)) {
+        if (!r.model.reported.insert(entry).second) {
+          r.errors++;
+          continue;
+        }
+        where = entry->pair.head;
+      }
+    }
+    r.error(where, "the initial state " + cell_text(init) + values_read(r, init) + " is " + cell_text(value) +
                             ", which is none of its states (" + key_list(names) + ")" +
                             (close.empty() ? "" : "; did you mean \"" + close + "\"?"));
   }

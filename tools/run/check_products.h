@@ -17,6 +17,7 @@ struct ModelView {
   const Cell* products;
   std::set<std::pair<int, int>> used_pairs;  // accounts that some product books
   bool surrender_checked = false;
+  std::set<const Cell*> reported;  // entries already found wrong, in this script
 };
 
 // One product entry in its place: the three association lists that make

@@ -96,7 +96,17 @@ void write_context() {
 
 int errors_reported() { return errors; }
 
+static const char* const MONTHS[] = {"jan", "feb", "mar", "apr", "may", "jun",
+                                     "jul", "aug", "sep", "oct", "nov", "dec"};
+
 std::string cell_text(const Cell* cell) {
+  // Dates and spans as a portfolio writes them.
+  if (is_date(cell)) {
+    int months = cell->whole - 1;
+    return std::string(MONTHS[((months % 12) + 12) % 12]) + "(" + std::to_string((months - ((months % 12) + 12) % 12) / 12) + ")";
+  }
+  if (is_span(cell) && cell->whole % 12 == 0) return "years2span(" + std::to_string(cell->whole / 12) + ")";
+  if (is_span(cell)) return "a span of " + std::to_string(cell->whole) + " months";
   char* buffer = nullptr;
   size_t size = 0;
   FILE* stream = open_memstream(&buffer, &size);
