@@ -10,7 +10,7 @@ namespace {
 
 // The value expression of ("KEY" VALUE) in an (assoc ...) form as written.
 const Cell* source_entry(const Cell* form, const char* key) {
-  if (!is_cons(form) || !is_symbol_named(form->pair.head, "assoc")) return nullptr;
+  if (form == nullptr || !is_cons(form) || !is_symbol_named(form->pair.head, "assoc")) return nullptr;
   for (const Cell* e = form->pair.tail; is_cons(e); e = e->pair.tail) {
     const Cell* entry = e->pair.head;
     if (is_cons(entry) && is_string_equal(entry->pair.head, key) && is_cons(entry->pair.tail)) {
@@ -55,7 +55,9 @@ const Cell* place_cell(const std::vector<const Cell*>& written, size_t count, si
 
 std::string line_of(const Cell* where) {
   Finding place = place_of(where);
-  return place.file.empty() ? "" : " (line " + std::to_string(place.line) + ")";
+  if (place.file.empty()) return "";
+  std::string file = place.file == portfolio_file_name() ? "" : place.file + " ";
+  return " (" + file + "line " + std::to_string(place.line) + ")";
 }
 
 bool is_alist(const Cell* value) {
@@ -88,8 +90,15 @@ void check_view(PortfolioCheck& check, const Cell* entry) {
   }
 }
 
-void check_whole_portfolio(PortfolioCheck& check, const Cell* portfolio, const Cell* where) {
-  std::vector<std::string> suggested = check_keys(portfolio, Level::portfolio, check.catalogue, "the portfolio");
+bool suggested(const std::vector<std::string>& names, const char* name) {
+  for (const std::string& n : names) {
+    if (n == name) return true;
+  }
+  return false;
+}
+
+std::vector<std::string> check_whole_portfolio(PortfolioCheck& check, const Cell* portfolio, const Cell* where) {
+  std::vector<std::string> close = check_keys(portfolio, Level::portfolio, check.catalogue, "the portfolio");
   check_flags(portfolio, "the portfolio");
   const Cell* basis = entry_of(portfolio, "basis");
   if (basis == nullptr) {
@@ -104,6 +113,7 @@ void check_whole_portfolio(PortfolioCheck& check, const Cell* portfolio, const C
     check_basis(basis->pair.tail, basis->pair.head);
   }
   if (const Cell* view = entry_of(portfolio, "view")) check_view(check, view);
+  return close;
 }
 
 void check_birth(const Cell* policy, const Cell* portfolio, const std::string& owner) {
@@ -121,12 +131,12 @@ void check_birth(const Cell* policy, const Cell* portfolio, const std::string& o
 
 void check_policy(PortfolioCheck& check, const Cell* portfolio, const Cell* policy, const Cell* written,
                   const std::string& owner) {
-  check_keys(policy, Level::policy, check.catalogue, owner);
+  std::vector<std::string> close = check_keys(policy, Level::policy, check.catalogue, owner);
   check_flags(policy, owner);
   check_birth(policy, portfolio, owner);
   const Cell* products = entry_of(policy, "products");
   if (products == nullptr) {
-    report(Severity::error, written, owner + " has no \"products\"");
+    if (!suggested(close, "products")) report(Severity::error, written, owner + " has no \"products\"");
     return;
   }
   std::vector<const Cell*> items = items_of(products->pair.tail);
@@ -167,10 +177,11 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* statements, const
     check.valued = false;
     return;
   }
-  if (first) check_whole_portfolio(check, portfolio, place);
+  std::vector<std::string> close;
+  if (first) close = check_whole_portfolio(check, portfolio, place);
   const Cell* entry = entry_of(portfolio, "policies");
   if (entry == nullptr) {
-    if (first) report(Severity::error, place, "the portfolio has no \"policies\"");
+    if (first && !suggested(close, "policies")) report(Severity::error, place, "the portfolio has no \"policies\"");
     check.valued = false;
     return;
   }

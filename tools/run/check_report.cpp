@@ -43,6 +43,8 @@ void set_report_chunk(const std::string& file, const LineMap* lines, size_t chun
   chunk_index = chunk;
 }
 
+const std::string& portfolio_file_name() { return portfolio_file; }
+
 Finding place_of(const Cell* where) {
   Finding place{Severity::note, "", 0, 0, ""};
   if (where == nullptr || where->character == 0 || where->file == nullptr) return place;
@@ -115,6 +117,8 @@ std::string cell_text(const Cell* cell) {
   fclose(stream);
   std::string text(buffer, size);
   free(buffer);
+  constexpr size_t LONGEST = 100;
+  if (text.size() > LONGEST) text = text.substr(0, LONGEST - 4) + " ...";
   return text;
 }
 

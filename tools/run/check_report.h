@@ -26,6 +26,8 @@ constexpr const char* CONTEXT_MARK = "@@context";
 // checked: cells read from it get their lines mapped.
 void set_report_chunk(const std::string& portfolio_file, const LineMap* lines, size_t chunk);
 
+const std::string& portfolio_file_name();
+
 // The user's place of a cell; no file for cells that talvon made itself.
 Finding place_of(const Cell* where);
 
@@ -43,7 +45,7 @@ void write_context();
 
 int errors_reported();
 
-// A cell as the printer writes it.
+// A cell as the printer writes it; a long one cut short.
 std::string cell_text(const Cell* cell);
 
 // A line record back into a finding; false for other lines.
