@@ -28,6 +28,7 @@ const char* const USAGE =
     "  --conf DIR        the tables that a generate task reads as conf/NAME.txt\n"
     "                    (default: the bundled models/conf)\n"
     "  --strict          stop at warnings of the check as at errors\n"
+    "  --check           check the scripts against each other, value nothing\n"
     "  -q, --quiet       no progress display\n"
     "  -h, --help        this text\n"
     "\n"
@@ -75,6 +76,8 @@ RunOptions parse_options(int argc, char** argv) {
       options.conf = arg.substr(7);
     } else if (arg == "--socket") {
       options.socket = true;
+    } else if (arg == "--check") {
+      options.check_only = true;
     } else if (arg == "--strict") {
       options.strict = true;
     } else if (arg == "-q" || arg == "--quiet") {

@@ -249,8 +249,9 @@ int run_valuation(const RunOptions& options) {
     die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
   }
   std::string conf = conf_folder(options);
-  prepare_output_folder(options.output);
+  if (!options.check_only) prepare_output_folder(options.output);
   check_scripts(whole_portfolio_check(options, model, portfolio, run));
+  if (options.check_only) return 0;
 
   RunDir dir = make_run_dir(options.socket);
   active.root = dir.root;
