@@ -195,7 +195,11 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* statements, const
       report(Severity::error, where, owner + " is not an association list");
       continue;
     }
+    // What a policy's checks make is forgotten once they are done: the
+    // memory of a check stays that of the portfolio itself.
+    CellMark mark = mark_cells();
     check_policy(check, portfolio, policies[k], where, owner);
+    release_cells(mark);
   }
   check.policies += static_cast<long>(policies.size());
 }
