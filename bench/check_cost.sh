@@ -13,7 +13,7 @@ trap 'rm -rf "$dir"' EXIT
 cd "$dir"
 echo '(define (portfolio) (assoc ("policies" ())))' > empty.tal
 echo "(define (task) (generate $count \"a.bpf\" \"b.bpf\"))" > generate.tal
-"$build/talvon-run" -q -o gen "$model" empty.tal generate.tal >/dev/null
+"$build/talvon-run" -q -o gen "$model" empty.tal generate.tal >/dev/null 2>&1
 now() { date +%s.%N; }
 start=$(now)
 "$build/talvon-run" --check "$model" gen/b.bpf
