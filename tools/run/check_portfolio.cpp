@@ -210,6 +210,8 @@ void finish_portfolio_checks(PortfolioCheck& check) {
     report_at(check.policies_place, Severity::error, "the portfolio has no policy: there is nothing to value");
     return;
   }
+  // Products found wrong book nothing: their flows would be named here too.
+  if (errors_reported() > 0) return;
   for (const ViewFlow& flow : check.view) {
     if (check.model.used_pairs.count({flow.from, flow.to}) != 0) continue;
     report_at(flow.place, Severity::warning,

@@ -147,7 +147,9 @@ std::string values_read(const RecordCheck& r, const Cell* expression) {
   std::string text;
   for (const Need& need : reads.needs) {
     if (!ahas(r.env, need.variable)) continue;
-    text += std::string(text.empty() ? " (" : ", ") + need.variable->text + " = " + cell_text(aget(r.env, need.variable));
+    const Cell* value = aget(r.env, need.variable);
+    if (is_cons(value) && is_cons(value->pair.head)) continue;  // a whole list of entries says little
+    text += std::string(text.empty() ? " (" : ", ") + need.variable->text + " = " + cell_text(value);
   }
   return text.empty() ? text : text + ")";
 }

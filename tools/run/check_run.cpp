@@ -57,6 +57,20 @@ std::string chunk_text(const CheckChunk& chunk) {
   return chunk.scramble_name.empty() ? text : scrambled(text, chunk.scramble_name.c_str());
 }
 
+// The products pass, one definition at a time, so that a fault without a
+// place of its own is known by the definition it was met in.
+const Cell* products_of(const ModelView& model, const Cell* statements, const Cell* states) {
+  const Cell* known = akeys(states);
+  const Cell* products = nil();
+  for (const Cell* s = statements; is_cons(s); s = s->pair.tail) {
+    const Cell* statement = s->pair.head;
+    if (!isStatementOf(statement, "product_definition")) continue;
+    set_context(statement, nullptr, "checking the product definition", nullptr);
+    products = verifyProductDef(model.cdefs, model.defs, known, statement->pair.tail, products, states);
+  }
+  return products;
+}
+
 void check_chunk(PortfolioCheck& check, const Cell* model, const Cell* run, size_t i) {
   const CheckChunk& chunk = input->chunks[i];
   set_report_chunk(input->portfolio_path, &chunk.lines, i);
@@ -70,7 +84,7 @@ void check_chunk(PortfolioCheck& check, const Cell* model, const Cell* run, size
   check.model.defs = statementsToDefs(statements);
   check.model.cdefs = statementsToCdefs(statements, check.model.defs);
   const Cell* states = statementsToStates(check.model.cdefs, check.model.defs, statements, nil());
-  check.model.products = statementsToProducts(check.model.cdefs, check.model.defs, statements, states);
+  check.model.products = products_of(check.model, statements, states);
   if (check.first) {
     check.catalogue = key_catalogue(statements);
     check_definitions(statements);

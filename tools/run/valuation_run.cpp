@@ -23,6 +23,7 @@
 #include "tools/run/run_dir.h"
 #include "tools/run/run_outputs.h"
 #include "tools/run/talvon_child.h"
+#include "tools/run/talvon_fault.h"
 
 namespace {
 
@@ -311,6 +312,8 @@ int run_valuation(const RunOptions& options) {
   pass_on_output(c);
 
   if (status != 0 || c.progress_stream.ended) {
+    std::string note = own_source_note(c.talvon_err, c.progress_stream.value);
+    if (!note.empty()) fprintf(stderr, "%s\n", note.c_str());
     char message[120];
     if (c.progress_stream.ended) {
       snprintf(message, sizeof message, "talvon-run: talvon ended the run with an error (exit status %d)",
