@@ -16,6 +16,13 @@ const char* const RESULT_FILES[] = {"cashflows.csv", "reserves.csv", "cashflows.
 namespace {
 
 std::vector<std::string> pending;
+std::string made;  // the folder, when this run made it
+
+// A folder this run made and left empty goes again: a failed run leaves
+// no trace in the output folder.
+void remove_made() {
+  if (!made.empty()) rmdir(made.c_str());
+}
 
 void remove_pending() {
   for (const std::string& path : pending) unlink(path.c_str());
@@ -30,7 +37,11 @@ void remove_pending() {
 
 void prepare_output_folder(const std::string& folder) {
   std::error_code error;
-  std::filesystem::create_directories(folder, error);
+  struct stat before;
+  if (stat(folder.c_str(), &before) != 0 && std::filesystem::create_directories(folder, error)) {
+    made = folder;
+    atexit(remove_made);
+  }
   struct stat info;
   if (stat(folder.c_str(), &info) != 0) fail(folder, error ? error.message() : strerror(errno));
   if (!S_ISDIR(info.st_mode)) fail(folder, "it is not a folder");
