@@ -48,7 +48,7 @@ void prepare_output_folder(const std::string& folder) {
   // access() says yes to root everywhere; a file made and removed says it.
   std::string probe = folder + "/.talvon-run-XXXXXX";
   int fd = mkstemp(probe.data());
-  if (fd < 0) fail(folder, strerror(errno));
+  if (fd < 0) fail(folder, std::string("no file can be made in it: ") + strerror(errno));
   close(fd);
   unlink(probe.c_str());
   for (int i = 0; RESULT_FILES[i] != nullptr; i++) {
