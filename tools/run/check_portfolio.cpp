@@ -156,7 +156,7 @@ void check_policy(PortfolioCheck& check, const Cell* portfolio, const Cell* poli
 
 }  // namespace
 
-void check_portfolio_script(PortfolioCheck& check, const Cell* statements, const Cell* portfolio_statements) {
+void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio_statements) {
   bool first = check.first;
   check.first = false;
   check.model.reported.clear();
@@ -166,14 +166,13 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* statements, const
     check.valued = false;  // a generate task, or none: nothing is valued
     return;
   }
-  (void)statements;
   const Cell* call = second(body);
   set_context(call, nullptr, "evaluating the portfolio", call);
   const Cell* portfolio = eval(call, check.model.defs, nil());
   const Cell* written = source_portfolio(portfolio_statements, call);
   const Cell* place = written != nullptr ? written : call;
   if (!is_alist(portfolio) || is_nil(portfolio)) {
-    if (first) report(Severity::error, place, "the portfolio " + cell_text(call) + " is not an association list");
+    if (first) report(Severity::error, place, "the portfolio " + cell_text(call) + " is " + cell_text(portfolio) + ", not an association list of entries");
     check.valued = false;
     return;
   }

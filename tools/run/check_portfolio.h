@@ -32,9 +32,10 @@ struct PortfolioCheck {
   Finding policies_place;
 };
 
-// `statements` are those of all three scripts joined, `portfolio` those of
-// the portfolio script alone; defs, cdefs and products in `check.model`.
-void check_portfolio_script(PortfolioCheck& check, const Cell* statements, const Cell* portfolio);
+// `portfolio` holds the statements of the portfolio script; the model's
+// defs, cdefs and products, built from all three scripts, are in
+// `check.model`.
+void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio);
 
 // The checks that need every policy.
 void finish_portfolio_checks(PortfolioCheck& check);

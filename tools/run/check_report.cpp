@@ -123,20 +123,21 @@ std::string cell_text(const Cell* cell) {
 }
 
 bool parse_record(const std::string& line, const char* mark, Finding& finding, size_t& chunk) {
+  // mark, chunk, severity, file, line, character, message
   std::vector<std::string> fields;
   size_t start = 0;
-  for (;;) {
+  while (fields.size() < 6) {
     size_t tab = line.find('\t', start);
-    fields.push_back(line.substr(start, tab == std::string::npos ? std::string::npos : tab - start));
-    if (tab == std::string::npos || fields.size() == 7) break;
+    if (tab == std::string::npos) return false;
+    fields.push_back(line.substr(start, tab - start));
     start = tab + 1;
   }
-  if (fields.size() != 7 || fields[0] != mark) return false;
+  if (fields[0] != mark) return false;
   chunk = strtoul(fields[1].c_str(), nullptr, 10);
   finding.severity = static_cast<Severity>(atoi(fields[2].c_str()));
   finding.file = fields[3];
   finding.line = atol(fields[4].c_str());
   finding.character = atol(fields[5].c_str());
-  finding.message = fields[6];
+  finding.message = line.substr(start);
   return true;
 }

@@ -90,7 +90,7 @@ void check_chunk(PortfolioCheck& check, const Cell* model, const Cell* run, size
     check_definitions(statements);
   }
   check.first_policy = chunk.first_policy;
-  check_portfolio_script(check, statements, portfolio);
+  check_portfolio_script(check, portfolio);
   release_cells(mark);
 }
 
@@ -199,22 +199,24 @@ void take_lines(const std::string& text, Outcome& outcome) {
   }
 }
 
+// Each finding once, in the order found; past the limit only counted. A
+// note goes with the finding before it.
 void print_findings(const std::vector<Finding>& findings, bool strict) {
-  std::set<std::string> shown;
-  int errors = 0, warnings = 0, hidden = 0;
+  std::set<std::string> seen;
+  int errors = 0, shown = 0, hidden = 0;
   bool last_shown = false;
   for (Finding finding : findings) {
     if (strict && finding.severity == Severity::warning) finding.severity = Severity::error;
-    if (finding.severity == Severity::error) errors++;
-    if (finding.severity == Severity::warning) warnings++;
     std::string text = finding_text(finding);
-    bool show = finding.severity == Severity::note ? last_shown : static_cast<int>(shown.size()) < SHOWN_LIMIT;
-    if (finding.severity != Severity::note) last_shown = show;
-    if (!show) {
-      if (finding.severity != Severity::note) hidden++;
+    if (!seen.insert(text).second) continue;
+    bool note = finding.severity == Severity::note;
+    if (finding.severity == Severity::error) errors++;
+    if (!note) last_shown = shown < SHOWN_LIMIT;
+    if (!last_shown) {
+      hidden += note ? 0 : 1;
       continue;
     }
-    if (!shown.insert(text).second) continue;
+    shown += note ? 0 : 1;
     fprintf(stderr, "%s\n", text.c_str());
   }
   if (hidden > 0) fprintf(stderr, "talvon-run: %d more findings not shown\n", hidden);
