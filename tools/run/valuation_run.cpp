@@ -252,7 +252,10 @@ int run_valuation(const RunOptions& options) {
   std::string conf = conf_folder(options);
   if (!options.check_only) prepare_output_folder(options.output);
   check_scripts(whole_portfolio_check(options, model, portfolio, run));
-  if (options.check_only) return 0;
+  if (options.check_only) {
+    printf("talvon-run: the model, the portfolio and the run script fit together\n");
+    return 0;
+  }
 
   RunDir dir = make_run_dir(options.socket);
   active.root = dir.root;
