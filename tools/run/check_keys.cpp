@@ -57,6 +57,8 @@ bool reads_as_false(const Cell* value) {
 
 }  // namespace
 
+static std::vector<std::string> known_keys(const KeyCatalogue& catalogue, Level level);
+
 KeyCatalogue key_catalogue(const Cell* statements) {
   KeyCatalogue catalogue;
   for (const Cell* s = statements; is_cons(s); s = s->pair.tail) {
@@ -75,10 +77,15 @@ KeyCatalogue key_catalogue(const Cell* statements) {
   for (const char* name : CURVES) add(catalogue.basis_keys, name);
   add(catalogue.basis_keys, DFSA);
   add(catalogue.basis_keys, "surrender");
+  for (Level level : {Level::portfolio, Level::policy, Level::product, Level::basis}) {
+    int i = static_cast<int>(level);
+    catalogue.known[i] = known_keys(catalogue, level);
+    catalogue.known_set[i] = std::set<std::string>(catalogue.known[i].begin(), catalogue.known[i].end());
+  }
   return catalogue;
 }
 
-std::vector<std::string> known_keys(const KeyCatalogue& catalogue, Level level) {
+static std::vector<std::string> known_keys(const KeyCatalogue& catalogue, Level level) {
   if (level == Level::basis) return catalogue.basis_keys;
   std::vector<std::string> keys = catalogue.model_reads;
   for (const char* flag : FLAGS) add(keys, flag);
@@ -94,7 +101,8 @@ std::vector<std::string> known_keys(const KeyCatalogue& catalogue, Level level) 
 
 std::vector<std::string> check_keys(const Cell* alist, Level level, const KeyCatalogue& catalogue,
                                     const std::string& owner) {
-  std::vector<std::string> known = known_keys(catalogue, level);
+  const std::vector<std::string>& known = catalogue.known[static_cast<int>(level)];
+  const std::set<std::string>& known_set = catalogue.known_set[static_cast<int>(level)];
   std::vector<std::string> suggested;
   for (const Cell* e = alist; is_cons(e); e = e->pair.tail) {
     const Cell* key = is_cons(e->pair.head) ? e->pair.head->pair.head : nullptr;
@@ -103,7 +111,7 @@ std::vector<std::string> check_keys(const Cell* alist, Level level, const KeyCat
              owner + ": an entry whose key is not a string: " + cell_text(key != nullptr ? key : e->pair.head));
       continue;
     }
-    if (std::find(known.begin(), known.end(), key->text) != known.end()) continue;
+    if (known_set.count(key->text) != 0) continue;
     std::string close = closest_name(key->text, known);
     if (!close.empty()) {
       report(Severity::error, key,

@@ -4,6 +4,7 @@
 // reads its variables from a product, its policy or the portfolio alike.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,12 +15,13 @@ enum class Level { portfolio, policy, product, basis };
 struct KeyCatalogue {
   std::vector<std::string> model_reads;  // variables the model's expressions read
   std::vector<std::string> basis_keys;   // keys of the basis and its parts
+  std::vector<std::string> known[4];     // the known keys of each level
+  std::set<std::string> known_set[4];
 };
 
 // From the statements of all three scripts.
 KeyCatalogue key_catalogue(const Cell* statements);
 
-std::vector<std::string> known_keys(const KeyCatalogue& catalogue, Level level);
 
 // Reports every key of the association list that nothing reads: an error
 // with the known key it was probably meant to be, else a warning. `owner`

@@ -160,6 +160,7 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio_stateme
   bool first = check.first;
   check.first = false;
   check.model.reported.clear();
+  check.model.reads.clear();
   const Cell* task = aget_named(check.model.defs, "task");
   const Cell* body = is_cons(task) ? task->pair.tail : nullptr;
   if (body == nullptr || !is_cons(body) || !is_symbol_named(body->pair.head, "cashflow") || !is_cons(body->pair.tail)) {

@@ -207,7 +207,9 @@ void check_record(ModelView& model, const ProductAt& at, const Cell* env, const 
                   const std::string& label, const Cell* record) {
   RecordCheck r{model, at, env, name, label, ""};
   r.context = at.owner + " " + label;
-  Reads reads = product_reads(record, model.cdefs, model.defs);
+  auto known = model.reads.find(record);
+  if (known == model.reads.end()) known = model.reads.emplace(record, product_reads(record, model.cdefs, model.defs)).first;
+  const Reads& reads = known->second;
   check_needs(r, reads);
   if (r.errors > 0) return;
   check_initial_states(r, reads);

@@ -3,11 +3,13 @@
 // and of the kind it needs, evaluated as the valuation will evaluate it.
 #pragma once
 
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
 
 #include "core/cell.h"
+#include "tools/run/check_reads.h"
 
 // The model as the passes built it, and what the whole portfolio has
 // shown so far.
@@ -18,6 +20,7 @@ struct ModelView {
   std::set<std::pair<int, int>> used_pairs;  // accounts that some product books
   bool surrender_checked = false;
   std::set<const Cell*> reported;  // entries already found wrong, in this script
+  std::map<const Cell*, Reads> reads;  // of each product record, in this script
 };
 
 // One product entry in its place: the three association lists that make

@@ -86,7 +86,8 @@ void check_chunk(PortfolioCheck& check, const Cell* model, const Cell* run, size
   const Cell* states = statementsToStates(check.model.cdefs, check.model.defs, statements, nil());
   check.model.products = products_of(check.model, statements, states);
   if (check.first) {
-    check.catalogue = key_catalogue(statements);
+    // The portfolio's own text, however long, declares no key.
+    check.catalogue = key_catalogue(append(model, run));
     check_definitions(statements);
   }
   check.first_policy = chunk.first_policy;
