@@ -220,6 +220,8 @@ void finish_portfolio_checks(PortfolioCheck& check) {
   }
 }
 
+// Within one script: a later script may mean to replace a definition of
+// the model, a second one in the same script is a slip.
 void check_definitions(const Cell* statements) {
   std::map<std::string, const Cell*> seen;
   for (const Cell* s = statements; is_cons(s); s = s->pair.tail) {
@@ -233,17 +235,13 @@ void check_definitions(const Cell* statements) {
     } else if (kind == "cdef") {
       name = third(st);
     }
-    if (name == nullptr || !is_symbol(name)) continue;
-    std::string key = kind + " " + name->text;
-    auto [at, fresh] = seen.emplace(key, name);
-    if (fresh) {
-      at->second = name;
-      continue;
-    }
+    if (name == nullptr || !is_symbol(name) || name->file == nullptr) continue;
+    auto [at, fresh] = seen.emplace(std::string(name->file) + " " + kind + " " + name->text, name);
+    if (fresh) continue;
     Finding earlier = place_of(at->second);
     report(Severity::warning, name,
            kind + " " + name->text + " is defined a second time; this definition replaces the one at line " +
-               std::to_string(earlier.line) + (earlier.file.empty() ? "" : " of " + earlier.file));
+               std::to_string(earlier.line));
     report_at(earlier, Severity::note, "the earlier definition of " + std::string(name->text) + ", which is never used");
     at->second = name;
   }

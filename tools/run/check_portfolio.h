@@ -40,5 +40,5 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio);
 // The checks that need every policy.
 void finish_portfolio_checks(PortfolioCheck& check);
 
-// Warns of a name defined twice, at both places.
+// Warns of a name defined twice in one script, at both places.
 void check_definitions(const Cell* statements);

@@ -49,10 +49,12 @@ const Cell* find_entry(const ProductAt& at, const char* name) {
   return nullptr;
 }
 
+// A place in the model named in passing: its file's base name is enough.
 std::string model_place(const Cell* cell) {
   Finding place = place_of(cell);
   if (place.file.empty()) return "";
-  return " (" + place.file + ":" + std::to_string(place.line) + ":" + std::to_string(place.character) + ")";
+  std::string file = place.file.substr(place.file.rfind('/') + 1);
+  return " (" + file + ":" + std::to_string(place.line) + ":" + std::to_string(place.character) + ")";
 }
 
 std::vector<std::string> keys_of(const Cell* alist) {
