@@ -67,6 +67,14 @@ bool is_alist(const Cell* value) {
   return is_nil(value);
 }
 
+// Entries ("KEY" . value): what the valuation turns into an environment.
+bool is_entries(const Cell* value) {
+  for (; is_cons(value); value = value->pair.tail) {
+    if (!is_cons(value->pair.head) || !is_string(value->pair.head->pair.head)) return false;
+  }
+  return is_nil(value);
+}
+
 void check_view(PortfolioCheck& check, const Cell* entry) {
   const Cell* items = entry->pair.tail;
   std::vector<const Cell*> all = items_of(items);
@@ -144,10 +152,11 @@ void check_policy(PortfolioCheck& check, const Cell* portfolio, const Cell* poli
   for (size_t j = 0; j < items.size(); j++) {
     const Cell* where = place_cell(sources, items.size(), j, items[j]);
     std::string product_owner = owner + ", product " + std::to_string(j + 1) + line_of(where);
-    if (!is_alist(items[j])) {
-      report(Severity::error, where, product_owner + " is not an association list");
+    if (!is_entries(items[j])) {
+      report(Severity::error, where, product_owner + " is not an association list with string keys");
       continue;
     }
+    set_context(where, &product_owner, "checking the product", nullptr);
     check_keys(items[j], Level::product, check.catalogue, product_owner);
     check_flags(items[j], product_owner);
     check_product(check.model, ProductAt{items[j], policy, portfolio, where, product_owner});
@@ -172,8 +181,8 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio_stateme
   const Cell* portfolio = eval(call, check.model.defs, nil());
   const Cell* written = source_portfolio(portfolio_statements, call);
   const Cell* place = written != nullptr ? written : call;
-  if (!is_alist(portfolio) || is_nil(portfolio)) {
-    if (first) report(Severity::error, place, "the portfolio " + cell_text(call) + " is " + cell_text(portfolio) + ", not an association list of entries");
+  if (!is_entries(portfolio) || is_nil(portfolio)) {
+    if (first) report(Severity::error, place, "the portfolio " + cell_text(call) + " is " + cell_text(portfolio) + ", not an association list with string keys");
     check.valued = false;
     return;
   }
@@ -191,10 +200,11 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio_stateme
   for (size_t k = 0; k < policies.size(); k++) {
     const Cell* where = place_cell(sources, policies.size(), k, policies[k]);
     std::string owner = "policy " + std::to_string(check.first_policy + static_cast<long>(k)) + line_of(where);
-    if (!is_alist(policies[k])) {
-      report(Severity::error, where, owner + " is not an association list");
+    if (!is_entries(policies[k])) {
+      report(Severity::error, where, owner + " is not an association list with string keys");
       continue;
     }
+    set_context(where, &owner, "checking the policy", nullptr);
     // What a policy's checks make is forgotten once they are done: the
     // memory of a check stays that of the portfolio itself.
     CellMark mark = mark_cells();

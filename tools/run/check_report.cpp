@@ -70,7 +70,7 @@ namespace {
 
 struct Context {
   const Cell* where = nullptr;
-  const std::string* owner = nullptr;
+  std::string owner;  // a copy: the caller's string may be gone by a fatal end
   const char* doing = "";
   const Cell* expression = nullptr;
 };
@@ -79,12 +79,15 @@ Context context;
 }  // namespace
 
 void set_context(const Cell* where, const std::string* owner, const char* doing, const Cell* expression) {
-  context = Context{where, owner, doing, expression};
+  context.where = where;
+  context.owner.assign(owner != nullptr ? *owner : "");
+  context.doing = doing;
+  context.expression = expression;
 }
 
 void write_context() {
   Finding place = place_of(context.where);
-  place.message = context.owner != nullptr ? *context.owner + ": " : "";
+  place.message = context.owner.empty() ? "" : context.owner + ": ";
   place.message += context.doing;
   if (context.expression != nullptr) {
     place.message += " " + cell_text(context.expression);

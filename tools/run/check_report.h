@@ -35,9 +35,8 @@ void report(Severity severity, const Cell* where, const std::string& message);
 void report_at(Finding place, Severity severity, const std::string& message);
 
 // What the checker is about to do, for a fault that ends it there: at
-// `where`, for `owner` (kept by pointer: it must outlive the step),
-// `doing` and the expression it is doing it to. Only a fatal end writes
-// it, so setting it costs nothing.
+// `where`, for `owner` (may be null), `doing` and the expression it is
+// doing it to. Only a fatal end writes it out.
 void set_context(const Cell* where, const std::string* owner, const char* doing, const Cell* expression);
 
 // Writes the context record; for the exit hook of a fatal end.
