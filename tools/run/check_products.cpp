@@ -156,19 +156,28 @@ std::string values_read(const RecordCheck& r, const Cell* expression) {
   return text.empty() ? text : text + ")";
 }
 
-void check_initial_states(RecordCheck& r, const Reads& reads) {
-  for (const Cell* split : reads.splits) {
+// As the valuation finds a policy's first state: each split's init in
+// the product's tree, and under the child it gives, that child's splits.
+void check_initial_states(RecordCheck& r, const Cell* tree) {
+  for (; is_cons(tree); tree = tree->pair.tail) {
+    const Cell* split = tree->pair.head->pair.head;
     const Cell* init = nth(3, split);
+    Reads read;
+    script_reads(init, r.model.defs, read);
+    int before = r.errors;
+    check_needs(r, read);
+    if (r.errors > before) continue;
     set_context(r.at.where, &r.context, "evaluating the initial state", init);
     const Cell* value = eval(init, r.model.defs, r.env);
     const Cell* children = nth(2, split);
-    if (is_symbol(value) && member(children, value)) continue;
+    if (is_symbol(value) && member(children, value)) {
+      check_initial_states(r, aget(tree->pair.head->pair.tail, value));
+      continue;
+    }
     std::vector<std::string> names;
     for (const Cell* c = children; is_cons(c); c = c->pair.tail) names.push_back(c->pair.head->text);
     std::string close = is_symbol(value) || is_string(value) ? closest_name(value->text, names) : "";
     // A state read from one key of the policy is that key's fault.
-    Reads read;
-    script_reads(init, r.model.defs, read);
     const Cell* where = r.at.where;
     if (read.needs.size() == 1) {
       if (const Cell* entry = find_entry(r.at, read.needs[0].variable->text)) {
@@ -180,8 +189,8 @@ void check_initial_states(RecordCheck& r, const Reads& reads) {
       }
     }
     r.error(where, "the initial state " + cell_text(init) + values_read(r, init) + " is " + cell_text(value) +
-                            ", which is none of its states (" + key_list(names) + ")" +
-                            (close.empty() ? "" : "; did you mean \"" + close + "\"?"));
+                       ", which is none of its states (" + key_list(names) + ")" +
+                       (close.empty() ? "" : "; did you mean \"" + close + "\"?"));
   }
 }
 
@@ -214,7 +223,7 @@ void check_record(ModelView& model, const ProductAt& at, const Cell* env, const 
   const Reads& reads = known->second;
   check_needs(r, reads);
   if (r.errors > 0) return;
-  check_initial_states(r, reads);
+  check_initial_states(r, aget_named(record, "splitAssoc"));
   if (r.errors > 0) return;
   check_values(r, reads);
 }

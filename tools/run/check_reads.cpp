@@ -148,8 +148,6 @@ void walk_c(Walk& w, const Cell* e) {
 void walk_tree(Walk& w, const Cell* tree) {
   for (; is_cons(tree); tree = tree->pair.tail) {
     const Cell* split = tree->pair.head->pair.head;
-    w.reads.splits.push_back(split);
-    walk_script(w, nth(3, split), Kind::any, true, nth(3, split));
     for (const Cell* i = nth(4, split); is_cons(i); i = i->pair.tail) walk_c(w, third(i->pair.head));
     for (const Cell* g = nth(5, split); is_cons(g); g = g->pair.tail) walk_c(w, second(g->pair.head));
     for (const Cell* c = tree->pair.head->pair.tail; is_cons(c); c = c->pair.tail) {

@@ -2,8 +2,10 @@
 // variables that the script expressions under it look up in the record's
 // environment (the product's keys, then its policy's, then the
 // portfolio's), with the kind of value each needs, found by walking its
-// expiry, its amount, the splits of its states and the C-level
-// definitions and value definitions that these use.
+// expiry, its amount, the intensities and weights of the splits of its
+// states, and the C-level definitions and value definitions that these
+// use. The splits' inits are read only on the way to a policy's first
+// state, as the valuation reads them.
 #pragma once
 
 #include <vector>
@@ -32,7 +34,6 @@ struct Need {
 struct Reads {
   std::vector<Need> needs;
   std::vector<const Cell*> values;  // (v_date X), (v_span X), (v_real X) forms
-  std::vector<const Cell*> splits;  // split records whose init is evaluated
 };
 
 // `record` is a product record of the model; `cdefs` and `defs` as the
