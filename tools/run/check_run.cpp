@@ -30,6 +30,12 @@ constexpr int FATAL_STATUS = 70;
 constexpr int SHOWN_LIMIT = 50;
 
 const CheckInput* input = nullptr;
+pid_t checker = -1;
+
+// An interrupt while the check runs ends the checker, and with it the run.
+void forward_signal(int number) {
+  if (checker > 0) kill(checker, number);
+}
 
 // The top-level expressions of a text, as the reader reads a file.
 const Cell* read_text(const std::string& text, const char* file) {
@@ -257,12 +263,22 @@ void check_scripts(const CheckInput& checked) {
     run_child(channel[1]);
   }
   close(channel[1]);
+  checker = child;
+  const int forwarded[] = {SIGINT, SIGTERM, SIGHUP};
+  struct sigaction saved[3];
+  struct sigaction forward = {};
+  forward.sa_handler = forward_signal;
+  forward.sa_flags = SA_RESTART;
+  sigemptyset(&forward.sa_mask);
+  for (int i = 0; i < 3; i++) sigaction(forwarded[i], &forward, &saved[i]);
   Outcome outcome;
   take_lines(read_all(channel[0]), outcome);
   close(channel[0]);
   int raw = 0;
   while (waitpid(child, &raw, 0) < 0 && errno == EINTR) {
   }
+  for (int i = 0; i < 3; i++) sigaction(forwarded[i], &saved[i], nullptr);
+  checker = -1;
   if (WIFSIGNALED(raw) && (WTERMSIG(raw) == SIGINT || WTERMSIG(raw) == SIGTERM || WTERMSIG(raw) == SIGHUP)) {
     fprintf(stderr, "talvon-run: interrupted\n");
     exit(128 + WTERMSIG(raw));
