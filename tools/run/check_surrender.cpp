@@ -65,13 +65,14 @@ void check_surrender_roles(const Cell* record) {
     for (size_t j = 0; j < states.size(); j++) {
       if (plays(states[j], ROLES[k])) at = static_cast<int>(j);
     }
-    wrong += std::string(wrong.empty() ? "" : "; ") + ROLES[k].name + " must be state " + std::to_string(k);
-    wrong += at < 0 ? ", but no state is" : ", but it is state " + std::to_string(at);
+    std::string held = "missing";
     if (k < static_cast<int>(states.size())) {
-      std::string held;
+      held.clear();
       leaves(states[k], held);
-      wrong += " and state " + std::to_string(k) + " is " + held;
     }
+    wrong += std::string(wrong.empty() ? "" : "; ") + "state " + std::to_string(k) + " is " + held +
+             " but must be " + ROLES[k].name;
+    wrong += at < 0 ? ", which no state is" : ", which is state " + std::to_string(at);
   }
   if (static_cast<int>(states.size()) != ROLE_COUNT) {
     wrong += std::string(wrong.empty() ? "" : "; ") + "it has " + std::to_string(states.size()) +
