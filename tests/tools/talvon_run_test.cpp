@@ -128,10 +128,10 @@ TEST(TalvonRunTest, GenerateTaskKeepsItsFiles) {
   expect_clean(tmp.path);
 }
 
-// A fault in a script shows talvon's own message: a position in the file
-// the user gave, or in talvon's source for a tuple it cannot place (after
-// the tuple). No output folder is made.
-TEST(TalvonRunDeathTest, ScriptFaultsShowTalvonsMessage) {
+// A fault in a script stops the run before talvon starts, at the user's
+// place, with talvon's own message where talvon's code meets it. No output
+// folder is left.
+TEST(TalvonRunDeathTest, ScriptFaultsStopTheRunAtTheUsersPlace) {
   TempDir tmp, out;
   write_file(out.file("broken.tal"), "(define (portfolio)\n  (assoc (\"x\" 1)\n");
   write_file(out.file("model.tal"), read_file(MODEL) + "\n(define (x) \"unterminated)\n");
@@ -142,19 +142,20 @@ TEST(TalvonRunDeathTest, ScriptFaultsShowTalvonsMessage) {
     std::vector<std::string> files;
     std::string err_start, err_end;
   } cases[] = {
-      {{MODEL, out.file("broken.tal")}, position("broken.tal", 2, 4), "end of file in list\n"},
-      {{out.file("model.tal"), EXAMPLE}, "File model.tal line ", "\nend of file in string\n"},
-      {{MODEL, out.file("unknown.tal")}, "()\nFile model/product_states.cpp line ",
-       " character 0\nCannot find initial state\n"},
+      {{MODEL, out.file("broken.tal")}, out.file("broken.tal") + ":2:4: error: ",
+       "talvon's code stopped with \"end of file in list\"\n"},
+      {{out.file("model.tal"), EXAMPLE}, out.file("model.tal") + ":495:", "\"end of file in string\"\n"},
+      {{MODEL, out.file("unknown.tal")}, out.file("unknown.tal") + ":162:11: error: policy 2 (line 152), product 1 ",
+       "the model defines no product \"x99_999\"\n"},
   };
   for (const Case& c : cases) {
     std::vector<std::string> args = {"-q", "-o", out.file("r")};
     args.insert(args.end(), c.files.begin(), c.files.end());
     Outcome o = run_program(command(tmp.path, args));
-    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.status, 3);
     EXPECT_EQ(o.out, "");
     EXPECT_EQ(o.err.substr(0, c.err_start.size()), c.err_start) << o.err;
-    std::string end = c.err_end + FAILED;
+    std::string end = c.err_end + "talvon-run: the scripts do not fit together: 1 error; nothing was valued\n";
     ASSERT_GE(o.err.size(), end.size()) << o.err;
     EXPECT_EQ(o.err.substr(o.err.size() - end.size()), end) << o.err;
     EXPECT_FALSE(std::filesystem::exists(out.file("r")));

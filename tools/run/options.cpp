@@ -31,14 +31,24 @@ const char* const USAGE =
     "                    instead of a named pipe\n"
     "  --conf DIR        the tables that a generate task reads as conf/NAME.txt\n"
     "                    (default: the bundled models/conf)\n"
+    "  --strict          stop at warnings of the check as at errors\n"
+    "  --check           check the scripts against each other, value nothing\n"
     "  -q, --quiet       no progress display; without a terminal, no line\n"
     "                    per finished phase on stderr\n"
     "  -h, --help        this text\n"
     "  --version         talvon-run's version\n"
     "\n"
+    "Before talvon starts, the three scripts are checked against each other:\n"
+    "every key a model reads is there and of its kind, every key is one the\n"
+    "model or the valuation reads, products exist, accounts lie in 0 to 19.\n"
+    "Findings name the file, line and character; errors stop the run.\n"
+    "\n"
     "The run directory is made under $TMPDIR (or /tmp) and removed at the end,\n"
-    "also when the run fails or is interrupted. Exit status: 0 for a finished\n"
-    "run, 1 for a failed one, 128 + the signal when interrupted.\n"
+    "also when the run fails or is interrupted. Results are written under\n"
+    "temporary names and moved into place only when the whole run succeeded.\n"
+    "\n"
+    "Exit status: 0 done; 1 talvon or talvon-run failed; 3 the check found\n"
+    "errors (nothing was valued); 128+N interrupted by signal N.\n"
     "See man talvon-run and the documents in share/doc/talvon.\n";
 
 [[noreturn]] static void bad_usage(const std::string& message) {
@@ -76,6 +86,10 @@ RunOptions parse_options(int argc, char** argv) {
       options.conf = arg.substr(7);
     } else if (arg == "--socket") {
       options.socket = true;
+    } else if (arg == "--check") {
+      options.check_only = true;
+    } else if (arg == "--strict") {
+      options.strict = true;
     } else if (arg == "-q" || arg == "--quiet") {
       options.quiet = true;
     } else {

@@ -11,6 +11,8 @@ struct RunOptions {
   std::string conf;         // empty: the bundled tables, when found
   bool socket = false;      // results over loopback TCP instead of a FIFO
   bool quiet = false;       // no progress display
+  bool strict = false;      // warnings of the check stop the run
+  bool check_only = false;  // check the scripts, value nothing
 };
 
 extern const char* const USAGE;

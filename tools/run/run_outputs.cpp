@@ -6,6 +6,7 @@
 
 #include "driver/diagnostics.h"
 #include "tools/run/cashflow_chart.h"
+#include "tools/run/output_folder.h"
 #include "tools/run/report_html.h"
 #include "tools/run/reserve_chart.h"
 #include "tools/run/result_files.h"
@@ -45,13 +46,23 @@ void write_results(const std::string& output, const RunFacts& facts, const std::
   std::filesystem::create_directories(output, error);
   if (error) die(("talvon-run: cannot make " + output + ": " + error.message()).c_str());
   std::string report = output + "/report.html";
-  write_text_file(output + "/cashflows.csv", cashflows_csv(pairs, facts));
-  write_text_file(output + "/reserves.csv", reserves_csv(pairs, facts));
-  write_text_file(output + "/cashflows.svg",
-                  cashflow_chart_svg(pairs, facts.labels, calendar_month(facts.valuation_month)));
-  write_text_file(output + "/reserves.svg", reserve_chart_svg(pairs, facts.labels));
-  write_text_file(output + "/run.json", run_json(facts, pairs));
-  write_text_file(report, report_html(facts, pairs));
+  std::vector<std::pair<std::string, std::string>> files = {
+      {output + "/cashflows.csv", cashflows_csv(pairs, facts)},
+      {output + "/reserves.csv", reserves_csv(pairs, facts)},
+      {output + "/cashflows.svg",
+       cashflow_chart_svg(pairs, facts.labels, calendar_month(facts.valuation_month))},
+      {output + "/reserves.svg", reserve_chart_svg(pairs, facts.labels)},
+      {output + "/run.json", run_json(facts, pairs)},
+      {report, report_html(facts, pairs)}};
+  // Under temporary names until all are written: a run that fails on the
+  // way leaves no file that looks like a result.
+  std::vector<std::string> paths;
+  for (const auto& [path, text] : files) {
+    note_partial(path);
+    write_text_file(partial_name(path), text);
+    paths.push_back(path);
+  }
+  publish_partials(paths);
   fputs(summary_table(pairs, facts.labels).c_str(), stdout);
   printf("\nReport:  %s\nFiles:   cashflows.csv reserves.csv cashflows.svg reserves.svg run.json in %s\n",
          report.c_str(), output.c_str());

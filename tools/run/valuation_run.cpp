@@ -16,7 +16,9 @@
 
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
+#include "tools/run/check_run.h"
 #include "tools/run/input_digest.h"
+#include "tools/run/output_folder.h"
 #include "tools/run/phase_clock.h"
 #include "tools/run/portfolio_facts.h"
 #include "tools/run/progress_records.h"
@@ -24,6 +26,7 @@
 #include "tools/run/run_dir.h"
 #include "tools/run/run_outputs.h"
 #include "tools/run/talvon_child.h"
+#include "tools/run/talvon_fault.h"
 #include "talvon_version.h"
 
 namespace {
@@ -278,6 +281,12 @@ int run_valuation(const RunOptions& options) {
     die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
   }
   std::string conf = conf_folder(options);
+  if (!options.check_only) prepare_output_folder(options.output);
+  check_scripts(whole_portfolio_check(options, model, portfolio, run));
+  if (options.check_only) {
+    printf("talvon-run: the model, the portfolio and the run script fit together\n");
+    return 0;
+  }
   facts.inputs = {input_of("model", options.model, model), input_of("portfolio", options.portfolio, portfolio),
                   input_of("run", options.run.empty() ? "(default task)" : options.run, run)};
 
@@ -341,6 +350,8 @@ int run_valuation(const RunOptions& options) {
   if (status != 0) hint_when_tcc_is_missing();
 
   if (status != 0 || c.progress_stream.ended) {
+    std::string note = own_source_note(c.talvon_err, c.progress_stream.value);
+    if (!note.empty()) fprintf(stderr, "%s\n", note.c_str());
     char message[120];
     if (c.progress_stream.ended) {
       snprintf(message, sizeof message, "talvon-run: talvon ended the run with an error (exit status %d)",

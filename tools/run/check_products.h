@@ -1,0 +1,36 @@
+// The checks of one product of one policy against the model: the product
+// it names, its accounts, and every key that its definition reads, present
+// and of the kind it needs, evaluated as the valuation will evaluate it.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "core/cell.h"
+#include "tools/run/check_reads.h"
+
+// The model as the passes built it, and what the whole portfolio has
+// shown so far.
+struct ModelView {
+  const Cell* defs;
+  const Cell* cdefs;
+  const Cell* products;
+  std::set<std::pair<int, int>> used_pairs;  // accounts that some product books
+  bool surrender_checked = false;
+  std::set<const Cell*> reported;  // entries already found wrong, in this script
+  std::map<const Cell*, Reads> reads;  // of each product record, in this script
+};
+
+// One product entry in its place: the three association lists that make
+// its environment, innermost first, and its place for messages.
+struct ProductAt {
+  const Cell* product;
+  const Cell* policy;
+  const Cell* portfolio;
+  const Cell* where;
+  std::string owner;  // "policy 3 (line 57), product 2"
+};
+
+void check_product(ModelView& model, const ProductAt& at);
