@@ -7,6 +7,7 @@
 #include "driver/diagnostics.h"
 #include "expr/verify_cexpr.h"
 #include "expr/verify_expression.h"
+#include "model/c_names.h"
 #include "model/statements.h"
 
 const Cell* splitParameters(const Cell* split) { return first(split); }
@@ -173,6 +174,12 @@ const Cell* verifySplit(const Cell* cdefs, const Cell* defs, const Cell* argumen
   const Cell* children = head(rest);
   if (length(children) < 2) error_at(arguments, "Split must have at least two children");
   verifySymbolList(children, "Malformed split children list", "Split children must be symbols");
+  // A state's name is part of the names of its variables in the program.
+  for (const Cell* child = children; is_cons(child); child = tail(child)) {
+    if (!isIdentifierPart(symbol_name(head(child)))) {
+      error_at(head(child), "Split children must be names of letters, digits and _");
+    }
+  }
 
   const Cell* groups = groupClauses(tail(rest));
   const Cell* weights = aget_named(groups, "weight");

@@ -7,6 +7,7 @@
 #include "driver/diagnostics.h"
 #include "expr/verify_cexpr.h"
 #include "expr/verify_expression.h"
+#include "model/c_names.h"
 
 static const char* const KEYWORDS[] = {"cdef", "split", "define", "product_definition", "window"};
 
@@ -117,6 +118,12 @@ const Cell* verifyCdef(const Cell* arguments, const Cell* defs, const Cell* cdef
     error_at(arguments, "Type must be t_date or t_span");
   }
   if (!is_symbol(name)) error_at(arguments, "Malformed lhs of 'cdef'");
+  // The name is a variable of the calculation program.
+  if (!isCIdentifier(symbol_name(name)) || isProgramName(symbol_name(name))) {
+    error_at(name,
+             "cdef: the name must be a C name (letters, digits, _) that is no C keyword and no "
+             "name of the calculation program (prob_..., weight_..., x, y, yield, ...)");
+  }
   if (!equal(verifyCExpr(nil(), cdefs, defs, expression), type)) {
     error_at(arguments, "cdef: type mismatch");
   }
