@@ -101,11 +101,7 @@ static const Cell* valueToCtext(const Cell* term, const Cell* cdefs, const Cell*
   if (!is_symbol_named(verifyCExpr(nil(), cdefs, nil(), value), "t_real")) {
     error_at(op, "expected real");
   }
-  // The value may hold v_real again, whose value may hold it again...
-  enterNesting(op, "value: C texts of values nested too deep: endless recursion of a definition?");
-  const Cell* result = ctermToCtext(value, cdefs, defs, environment, accumulator);
-  leaveNesting();
-  return result;
+  return ctermToCtext(value, cdefs, defs, environment, accumulator);
 }
 
 // Operators with their own arity message. The text alternates the pieces

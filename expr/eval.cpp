@@ -255,17 +255,17 @@ static Operation find_operation(const Cell* op) {
 }
 
 // Definitions may call each other without end (a later definition of a
-// name may call the name itself), and so may the values that C texts bring
-// in: the nesting is bounded, well past the million levels that finite
-// recursion is known to need, and well before it could exhaust memory.
+// name may call the name itself): the nesting is bounded, well past the
+// million levels that finite recursion is known to need, and well before
+// it could exhaust memory.
 static int32_t nesting = 0;
 
-void enterNesting(const Cell* where, const char* message) {
+static void enterNesting(const Cell* where, const char* message) {
   if (nesting >= MAX_NESTING) error_at(where, message);
   nesting++;
 }
 
-void leaveNesting() { nesting--; }
+static void leaveNesting() { nesting--; }
 
 void resetNesting() { nesting = 0; }
 

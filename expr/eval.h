@@ -14,13 +14,9 @@
 // run at the call.
 const Cell* eval(const Cell* expression, const Cell* defs, const Cell* environment);
 
-// The nesting count that bounds calls of definitions, and the values that
-// the C text of v_real brings in: a level beyond MAX_NESTING ends the run at
-// `where` with the message. resetNesting is for a harness that abandons a
-// run midway.
 constexpr int32_t MAX_NESTING = 1200000;
-void enterNesting(const Cell* where, const char* message);
-void leaveNesting();
+
+// Forgets the calls under way: for a harness that abandons a run midway.
 void resetNesting();
 
 // The values of the arguments, in argument order. The last argument is

@@ -16,6 +16,8 @@
 
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
+#include "tools/run/compile_failure.h"
+#include "tools/run/peer_owner.h"
 #include "tools/run/progress_records.h"
 #include "tools/run/result_records.h"
 #include "tools/run/run_dir.h"
@@ -175,8 +177,8 @@ void serve(Channels& c, int timeout) {
     if (fds[i].revents == 0) continue;
     Source& source = *which[i]->source;
     if (&source == &c.listener) {
-      int fd = accept4(source.fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-      if (fd < 0) continue;
+      int fd = accept_own_connection(source.fd);
+      if (fd < 0) continue;  // none, or another user's: wait on
       close_source(c.listener);
       c.result = Source{fd, true};
       continue;
@@ -305,6 +307,8 @@ int run_valuation(const RunOptions& options) {
   clear_bar();
   pass_on_output(c);
 
+  std::string compile_error = first_compile_error(c.talvon_out, c.talvon_err);
+  if (!compile_error.empty()) die(compile_failure_message(compile_error).c_str());
   if (status != 0 || c.progress_stream.ended) {
     char message[120];
     if (c.progress_stream.ended) {
