@@ -28,7 +28,7 @@ static const char* const PROGRAM_PREFIXES[] = {"prob_", "weight_", "dfsa_"};
 
 int isIdentifierPart(const char* name) {
   for (const char* p = name; *p != '\0'; p++) {
-    if (identifierIndex(static_cast<unsigned char>(*p)) >= ALPHABET_SIZE) return FALSE;
+    if (strchr(IDENTIFIER_ALPHABET, *p) == nullptr) return FALSE;
   }
   return TRUE;
 }

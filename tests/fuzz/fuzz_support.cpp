@@ -4,10 +4,15 @@
 #include <unistd.h>
 
 #include <csetjmp>
+#include <ctime>
+#include <string>
 #include <cstdlib>
 #include <cstring>
 
 #include "core/reader.h"
+#include "expr/eval.h"
+#include "platform/child_process.h"
+#include "platform/compat_include.h"
 
 extern "C" [[noreturn]] void __real_exit(int status);
 
@@ -24,6 +29,7 @@ extern "C" [[noreturn]] void __wrap_exit(int status) {
 }
 
 bool run_until_exit(void (*body)(void*), void* context) {
+  resetNesting();  // a jump leaves the calls it abandoned counted
   jmp_buf start;
   if (setjmp(start) != 0) return false;
   armed = &start;
@@ -71,4 +77,55 @@ const Cell* read_file_until_exit(const char* path, bool scrambled) {
   if (reader.stream != nullptr) fclose(reader.stream);
   reader.stream = nullptr;
   return nullptr;
+}
+
+static double seconds_now() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + now.tv_nsec * 1e-9;
+}
+
+static char compile_dir[] = "/tmp/talvon-fuzz-XXXXXX";
+
+// Left after an abort, with the program that tcc rejected.
+static void remove_compile_dir() {
+  remove((std::string(compile_dir) + "/tx").c_str());
+  rmdir(compile_dir);
+}
+
+// The program is copied to a file of its own: tcc runs as another process.
+static std::string copy_program(FILE* program) {
+  static bool made = false;
+  if (!made) {
+    if (mkdtemp(compile_dir) == nullptr) abort();
+    atexit(remove_compile_dir);
+    made = true;
+  }
+  std::string path = std::string(compile_dir) + "/tx";
+  if (fflush(program) != 0) abort();
+  long size = ftell(program);
+  FILE* copy = fopen(path.c_str(), "w");
+  if (copy == nullptr || size < 0) abort();
+  std::string text(static_cast<size_t>(size), '\0');
+  if (pread(fileno(program), text.data(), text.size(), 0) != size) abort();
+  fwrite(text.data(), 1, text.size(), copy);
+  if (fclose(copy) != 0) abort();
+  return path;
+}
+
+void compile_sample(FILE* program) {
+  static double last = -1.0;
+  double now = seconds_now();
+  if (last >= 0.0 && now - last < COMPILE_INTERVAL_SECONDS) return;
+  last = now;
+  std::string source = copy_program(program);
+  std::string output = source + ".out";
+  ChildExit exit = run_child(tcc_command(TALVON_SOURCE_DIR "/platform/compat", output, source));
+  remove(output.c_str());
+  if (!exit.started) abort();
+  if (exit.status != 0) {
+    fprintf(stderr, "fuzz: a checked model gave a program that tcc rejects (%s)\n",
+            source.c_str());
+    abort();
+  }
 }
