@@ -17,7 +17,9 @@ const Cell* dfsa_tables(const Cell* portfolio) {
 void emit_table_entries(const Cell* entries) {
   for (const Cell* e = entries; is_cons(e); e = tail(e)) {
     double value = real_value(head(e));
-    if (compactMode) {
+    if (nonFiniteText(value) != nullptr) {
+      fprintf(outputFile(), compactMode ? "%s, " : "  %s,\n", nonFiniteText(value));
+    } else if (compactMode) {
       fprintf(outputFile(), "%18.16f, ", value);
     } else {
       fprintf(outputFile(), "  %18.16f,\n", value);

@@ -68,14 +68,24 @@ TEST(RunawayModelsDeathTest, EndWithTheirMessageAndLeaveNoProgram) {
   }
 }
 
-// Finite recursion a million calls deep still works.
-TEST(RunawayModelsTest, DeepFiniteRecursionWorks) {
-  AnnuityRun run(M,
-                 "(define (count n) 0)\n(define (count n) (if (= n 0) 0 (+ 1 (count (- n 1)))))\n" +
-                     with(P, "(\"from\" 1)", "(\"from\" (- (count 1000000) 999999))"));
-  Outcome o = run.exec();
-  EXPECT_EQ(o.status, 0) << o.err;
-  EXPECT_EQ(o.err, "");
+// Finite recursion a million calls deep still works, and a value that is
+// no finite number still gives a program that compiles.
+TEST(RunawayModelsTest, RunToTheEnd) {
+  const std::string count =
+      "(define (count n) 0)\n(define (count n) (if (= n 0) 0 (+ 1 (count (- n 1)))))\n";
+  const struct {
+    std::string model, portfolio;
+  } cases[] = {
+      {M, count + with(P, "(\"from\" 1)", "(\"from\" (- (count 1000000) 999999))")},
+      {with(M, "0.01)", "(v_real (- (/ 1.0 0.0) (/ 1.0 0.0))))"),
+       with(P, "(list 1.0)", "(list (/ -1.0 0.0))")},
+  };
+  for (const auto& c : cases) {
+    AnnuityRun run(c.model, c.portfolio);
+    Outcome o = run.exec();
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(o.err, "");
+  }
 }
 
 // Shapes that get the meaning a modeller expects, valued by talvon-run.
