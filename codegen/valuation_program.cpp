@@ -240,6 +240,8 @@ static void emitCdefDeclarations(const Cell* cdefs) {
     }
     emitTemplate1(2, "int %;", head(entry));
   }
+  // The month loop counts in t, which a model may leave undefined.
+  if (!is_cons(aget(cdefs, symbol("t")))) emitLine(2, "int t;");
 }
 
 void emitMainDeclarations(const Cell* records, const Cell* cdefs, const Cell* defs,

@@ -68,8 +68,8 @@ TEST(RunawayModelsDeathTest, EndWithTheirMessageAndLeaveNoProgram) {
   }
 }
 
-// Finite recursion a million calls deep still works, and a value that is
-// no finite number still gives a program that compiles.
+// Finite recursion a million calls deep still works; a value that is no
+// finite number, and a model without a cdef t, give programs that compile.
 TEST(RunawayModelsTest, RunToTheEnd) {
   const std::string count =
       "(define (count n) 0)\n(define (count n) (if (= n 0) 0 (+ 1 (count (- n 1)))))\n";
@@ -79,6 +79,8 @@ TEST(RunawayModelsTest, RunToTheEnd) {
       {M, count + with(P, "(\"from\" 1)", "(\"from\" (- (count 1000000) 999999))")},
       {with(M, "0.01)", "(v_real (- (/ 1.0 0.0) (/ 1.0 0.0))))"),
        with(P, "(list 1.0)", "(list (/ -1.0 0.0))")},
+      // The month loop's t is declared also when no cdef defines it.
+      {with(M, "(cdef t_span t (v_span (span 0 0)))\n", ""), P},
   };
   for (const auto& c : cases) {
     AnnuityRun run(c.model, c.portfolio);
