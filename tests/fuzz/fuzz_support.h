@@ -42,7 +42,8 @@ const Cell* read_file_until_exit(const char* path, bool scrambled);
 // `size` bytes), compiled with tcc as a run compiles it: a checked model
 // whose program tcc rejects is a finding, so tcc's errors go to stderr and
 // the process aborts. Compiling is slow beside the rest, so only a sample
-// is compiled: the first program, then one each COMPILE_INTERVAL_SECONDS.
+// is compiled: the first program, then one after each pause of three times
+// the last compile's time, and at least COMPILE_INTERVAL_SECONDS.
 void compile_sample(FILE* program);
 constexpr double COMPILE_INTERVAL_SECONDS = 0.25;
 
