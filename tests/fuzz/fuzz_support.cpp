@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <csetjmp>
-#include <ctime>
-#include <string>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <string>
 
 #include "core/reader.h"
 #include "expr/eval.h"
@@ -85,49 +85,34 @@ static double seconds_now() {
   return static_cast<double>(now.tv_sec) + now.tv_nsec * 1e-9;
 }
 
-static char compile_dir[] = "/tmp/talvon-fuzz-XXXXXX";
-
-// Left after an abort, with the program that tcc rejected.
-static void remove_compile_dir() {
-  remove((std::string(compile_dir) + "/tx").c_str());
-  rmdir(compile_dir);
+// tcc runs as another process: it reads the program's memory file and
+// writes its output into one of its own, by their paths under /proc.
+static std::string fd_path(int fd) {
+  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd);
 }
 
-// The program is copied to a file of its own: tcc runs as another process.
-static std::string copy_program(FILE* program) {
-  static bool made = false;
-  if (!made) {
-    if (mkdtemp(compile_dir) == nullptr) abort();
-    atexit(remove_compile_dir);
-    made = true;
-  }
-  std::string path = std::string(compile_dir) + "/tx";
+static std::string program_path(FILE* program) {
   if (fflush(program) != 0) abort();
   long size = ftell(program);
-  FILE* copy = fopen(path.c_str(), "w");
-  if (copy == nullptr || size < 0) abort();
-  std::string text(static_cast<size_t>(size), '\0');
-  if (pread(fileno(program), text.data(), text.size(), 0) != size) abort();
-  fwrite(text.data(), 1, text.size(), copy);
-  if (fclose(copy) != 0) abort();
-  return path;
+  if (size < 0 || ftruncate(fileno(program), size) != 0) abort();  // no earlier text after it
+  return fd_path(fileno(program));
 }
 
 void compile_sample(FILE* program) {
   static double next = 0.0;
   double start = seconds_now();
   if (start < next) return;
-  std::string source = copy_program(program);
-  std::string output = source + ".out";
-  ChildExit exit = run_child(tcc_command(TALVON_SOURCE_DIR "/platform/compat", output, source));
-  remove(output.c_str());
+  static int output = memfd_create("tcc-output", 0);
+  if (output < 0) abort();
+  std::string source = program_path(program);
+  ChildExit exit =
+      run_child(tcc_command(TALVON_SOURCE_DIR "/platform/compat", fd_path(output), source));
   // Compiling takes at most about a quarter of the fuzzing time.
   double took = seconds_now() - start;
   next = seconds_now() + (3 * took > COMPILE_INTERVAL_SECONDS ? 3 * took : COMPILE_INTERVAL_SECONDS);
   if (!exit.started) abort();
   if (exit.status != 0) {
-    fprintf(stderr, "fuzz: a checked model gave a program that tcc rejects (%s)\n",
-            source.c_str());
+    fprintf(stderr, "fuzz: a checked model gave a program that tcc rejects\n");
     abort();
   }
 }
