@@ -68,10 +68,13 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  // Nothing of one input is kept for the next: its cells all go back.
+  CellMark mark = mark_cells();
   const Cell* statements = read_file_until_exit(input_file(data, size), false);
   bool written =
       statements != nullptr && run_until_exit(runPasses, const_cast<Cell*>(statements));
   setOutputFile(stdout);
   if (written) compile_sample(program);
+  release_cells(mark);
   return 0;
 }

@@ -1,16 +1,17 @@
-// talvon-run on the ways a run goes wrong around talvon: a calculation
-// program that tcc rejects, and a stranger on the result port.
+// The result connection of the socket variant, between the calculation
+// program and talvon-run: a front end that closes it, and a stranger who
+// connects first. Driven through the real talvon and talvon-run, with
+// sockets and processes of the test's own.
 #include <gtest/gtest.h>
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -20,24 +21,37 @@
 
 namespace {
 
-// tcc's first error is named; talvon's own account of it comes before.
-TEST(RunGuardsDeathTest, ProgramThatDoesNotCompile) {
-  TempDir dir;
-  write_file(dir.file("m.tal"), ANNUITY_MODEL);
-  write_file(dir.file("p.tal"), ANNUITY_PORTFOLIO);
-  write_file(dir.file("tcc"),
-             "#!/bin/sh\necho \"../bin/tx:5: error: 'N' undeclared\" >&2\n"
-             "echo \"../bin/tx:9: error: second\" >&2\nexit 1\n");
-  chmod(dir.file("tcc").c_str(), 0755);
-  Outcome o = run_program({"/usr/bin/env", "PATH=" + dir.path + ":" + getenv("PATH"),
-                           TALVON_RUN_EXE, "-q", "-o", dir.file("out"), dir.file("m.tal"),
-                           dir.file("p.tal")});
-  EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err,
-            "tmp: CreateProcess failed: No such file or directory\n"
-            "../bin/tx:5: error: 'N' undeclared\n../bin/tx:9: error: second\n"
-            "talvon-run: the calculation program did not compile; tcc's first error:\n"
-            "  ../bin/tx:5: error: 'N' undeclared\n");
+// The socket variant, when the front end takes the connection and closes
+// it: the calculation program reports its write() failure.
+TEST(SocketPeersTest, FrontEndThatClosesTheConnectionIsReported) {
+  int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(listener, 1), 0);
+  getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+  std::thread front_end([&] {
+    pollfd waiting = {listener, POLLIN, 0};
+    if (poll(&waiting, 1, 60000) == 1) close(accept(listener, nullptr, nullptr));
+  });
+  // Every account pair: a stream of 11.5 MB, more than the socket buffers
+  // take, so the program is still writing when the connection goes.
+  std::string products;
+  for (int pair = 0; pair < 400; pair++) {
+    products += "(assoc (\"product_definition\" \"annuity\") (\"from\" " +
+                std::to_string(pair / 20) + ") (\"to\" " + std::to_string(pair % 20) + "))";
+  }
+  std::string portfolio = ANNUITY_PORTFOLIO;
+  const std::string one = "(assoc (\"product_definition\" \"annuity\") (\"from\" 1) (\"to\" 2))";
+  portfolio.replace(portfolio.find(one), one.size(), products);
+  AnnuityRun run(ANNUITY_MODEL, portfolio);
+  Outcome o = run.server("-1", std::to_string(ntohs(address.sin_port)));
+  front_end.join();
+  close(listener);
+  EXPECT_EQ(o.status, 0);  // the program's own status is not talvon's
+  EXPECT_EQ(o.err.rfind("write(): ", 0), 0u) << o.err;
 }
 
 // The loopback port on which a process listens, from /proc/net/tcp.
@@ -66,7 +80,7 @@ int listening_port(pid_t pid) {
 
 // Another user connects first and sends a record of its own: it is
 // refused, and the run takes the calculation program's connection.
-TEST(RunGuardsTest, SocketRefusesAnotherUsersConnection) {
+TEST(SocketPeersTest, AnotherUsersConnectionIsRefused) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to connect as another user";
   TempDir dir;
   write_file(dir.file("m.tal"), ANNUITY_MODEL);
