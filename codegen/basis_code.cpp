@@ -17,7 +17,9 @@ const Cell* dfsa_tables(const Cell* portfolio) {
 void emit_table_entries(const Cell* entries) {
   for (const Cell* e = entries; is_cons(e); e = tail(e)) {
     double value = real_value(head(e));
-    if (compactMode) {
+    if (nonFiniteText(value) != nullptr) {
+      fprintf(outputFile(), compactMode ? "%s, " : "  %s,\n", nonFiniteText(value));
+    } else if (compactMode) {
       fprintf(outputFile(), "%18.16f, ", value);
     } else {
       fprintf(outputFile(), "  %18.16f,\n", value);
@@ -71,6 +73,10 @@ void emit_cached_accessor(const Sex& sex) {
   const Cell* name = symbol(sex.capitalized);
   const Cell* key = symbol(sex.key);
   emitTemplate1(0, "double collectiveMortality%(double age){", name);
+  // The table ends at 120 years: nobody outlives it, so an age past it (or
+  // no number at all) is certain death; an age below 0 reads age 0.
+  emitLine(0, "  if(!(age<MONTH_LIMIT-0.5)) return 1.0;");
+  emitLine(0, "  if(age<0) age=0;");
   emitLine(0, "  int age1=round(age);");
   emitTemplate1(0, "  double result=one_alive_both_dead_%[age1];", key);
   emitLine(0, "  if(result>=0) return result;");

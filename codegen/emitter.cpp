@@ -1,5 +1,6 @@
 #include "codegen/emitter.h"
 
+#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -125,6 +126,12 @@ static int copy_bounded(const char* text, size_t n, char* buffer, int space) {
   return static_cast<int>(n);
 }
 
+const char* nonFiniteText(double value) {
+  if (std::isnan(value)) return "(0.0/0.0)";
+  if (std::isinf(value)) return value > 0 ? "(1.0/0.0)" : "(-1.0/0.0)";
+  return nullptr;
+}
+
 static int flatten_atom(const Cell* c, char* buffer, int space) {
   size_t size = space > 0 ? static_cast<size_t>(space) : 0;
   int n;
@@ -143,7 +150,11 @@ static int flatten_atom(const Cell* c, char* buffer, int space) {
       break;
     }
     case CellTag::real:
-      n = snprintf(buffer, size, "%f", c->real);
+      if (nonFiniteText(c->real) != nullptr) {
+        n = snprintf(buffer, size, "%s", nonFiniteText(c->real));
+      } else {
+        n = snprintf(buffer, size, "%f", c->real);
+      }
       break;
     default:
       if (space > 0) buffer[0] = '\0';

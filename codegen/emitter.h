@@ -49,6 +49,10 @@ void emitTemplate4(int indent, const char* text, const Cell* a, const Cell* b, c
 // written. `space` counts the terminator.
 int flattenToBuffer(const Cell* c, char* buffer, int space);
 
+// C has no literal for an infinite or undefined double: the expression
+// that gives one, or nullptr for a finite value.
+const char* nonFiniteText(double value);
+
 // "double %;", "%=%;", "double %=%;" and "// %".
 void declareDouble(int indent, const Cell* name);
 void emitAssign(int indent, const Cell* left, const Cell* right);

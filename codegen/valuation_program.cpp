@@ -270,8 +270,9 @@ static void emitSplitDeclarations(const Cell* states) {
 
 static void emitCdefDeclarations(const Cell* cdefs) {
   emitLine(2, "// derived quantities");
-  for (; is_cons(cdefs); cdefs = cdefs->pair.tail) {
-    const Cell* entry = cdefs->pair.head;
+  for (const Cell* rest = cdefs; is_cons(rest); rest = rest->pair.tail) {
+    const Cell* entry = rest->pair.head;
+    if (aget(cdefs, head(entry)) != tail(entry)) continue;  // hidden by a later cdef
     const Cell* type = head(tail(entry));
     if (!is_symbol_named(type, "t_date") && !is_symbol_named(type, "t_span")) {
       print_cell_line(type);
@@ -279,6 +280,8 @@ static void emitCdefDeclarations(const Cell* cdefs) {
     }
     emitTemplate1(2, "int %;", head(entry));
   }
+  // The month loop counts in t, which a model may leave undefined.
+  if (!is_cons(aget(cdefs, symbol("t")))) emitLine(2, "int t;");
 }
 
 void emitMainDeclarations(const Cell* records, const Cell* cdefs, const Cell* defs,
@@ -375,7 +378,13 @@ static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, c
   const Cell* accumulator =
       bindCtext(symbol("paySize"), aget_named(def, "paySize"), cdefs, defs, environment, nil());
   accumulator = bindCtext(symbol("fp_fraction"), fpFraction, cdefs, defs, environment, accumulator);
-  emitTemplate1(indent, "payWeight=%;", aget_named(record, "weight"));
+  // A coefficient of a linear combination may be any real C-level term.
+  const Cell* weight = aget_named(record, "weight");
+  if (is_integer(weight) || is_real(weight)) {
+    emitTemplate1(indent, "payWeight=%;", weight);
+  } else {
+    accumulator = bindCtext(symbol("payWeight"), weight, cdefs, defs, environment, accumulator);
+  }
   accumulator =
       splitAssignments(aget_named(def, "splitAssoc"), cdefs, defs, environment, accumulator);
   emitAssignments(indent, accumulator);

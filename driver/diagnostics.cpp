@@ -8,17 +8,21 @@
 #include "core/cell.h"
 #include "driver/progress_channel.h"
 
+// When the end record is lost (the front end has gone), the fault's own
+// message still comes first, and the lost record after it.
 void die(const char* message) {
-  send_end();
+  int sent = send_end();
   fprintf(stderr, "%s\n", message);
+  if (!sent) fprintf(stderr, "%s\n", END_RECORD_LOST);
   exit(1);
 }
 
 void pdie(const char* message) {
   int saved = errno;  // send_end may touch errno
-  send_end();
+  int sent = send_end();
   errno = saved;
   perror(message);
+  if (!sent) fprintf(stderr, "%s\n", END_RECORD_LOST);
   exit(1);
 }
 

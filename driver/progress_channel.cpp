@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "core/cell.h"
 #include "driver/diagnostics.h"
 #include "driver/file_wrappers.h"
 
@@ -50,21 +51,28 @@ void close_progress_channel() {
   close_descriptor(nullptr, descriptor);
 }
 
-static void send_bytes(const void* bytes, size_t size) {
-  if (channel < 0) return;
+const char* const END_RECORD_LOST = "talvon: WriteFile failed";
+
+// FALSE when a write failed; the channel is then given up.
+static int write_bytes(const void* bytes, size_t size) {
   const char* next = static_cast<const char*>(bytes);
   while (size > 0) {
     ssize_t written = write(channel, next, size);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
-      // The channel is given up first, so die sends nothing more on it.
       close(channel);
       channel = -1;
-      die("talvon: WriteFile failed");
+      return FALSE;
     }
     next += written;
     size -= static_cast<size_t>(written);
   }
+  return TRUE;
+}
+
+static void send_bytes(const void* bytes, size_t size) {
+  if (channel < 0) return;
+  if (!write_bytes(bytes, size)) die(END_RECORD_LOST);
 }
 
 void send_int(int32_t value) {
@@ -83,9 +91,11 @@ void send_progress(double x) {
   send_double(x);
 }
 
-void send_end() {
-  if (channel < 0 || end_attempted) return;
+int send_end() {
+  if (channel < 0 || end_attempted) return TRUE;
   end_attempted = 1;
-  send_int(END_RECORD);
+  int32_t record = END_RECORD;
+  if (!write_bytes(&record, sizeof record)) return FALSE;
   close_progress_channel();
+  return TRUE;
 }

@@ -15,9 +15,13 @@ void close_progress_channel();
 void send_progress(double x);
 
 // Sends the 4-byte end record if the channel is open, then closes it.
-// Attempted at most once per process, so a failing write inside `die`
-// cannot lead back into `die`.
-void send_end();
+// Attempted at most once per process. A failing write here does not end
+// the process, since `die` sends it on its way out: FALSE tells the caller
+// the record was lost, and the caller reports it after its own message.
+int send_end();
+
+// The message of a lost end record.
+extern const char* const END_RECORD_LOST;
 
 void send_int(int32_t value);
 void send_double(double value);

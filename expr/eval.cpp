@@ -254,6 +254,21 @@ static Operation find_operation(const Cell* op) {
   return nullptr;
 }
 
+// Definitions may call each other without end (a later definition of a
+// name may call the name itself): the nesting is bounded, well past the
+// million levels that finite recursion is known to need, and well before
+// it could exhaust memory.
+static int32_t nesting = 0;
+
+static void enterNesting(const Cell* where, const char* message) {
+  if (nesting >= MAX_NESTING) error_at(where, message);
+  nesting++;
+}
+
+static void leaveNesting() { nesting--; }
+
+void resetNesting() { nesting = 0; }
+
 // A user function: its body runs in the caller's environment with the
 // parameters bound in front, so it sees every binding they do not hide.
 static const Cell* call_definition(const Cell* expression, const Cell* values, const Cell* defs,
@@ -265,7 +280,10 @@ static const Cell* call_definition(const Cell* expression, const Cell* values, c
     error_at(expression, "eval: Unknown operator");
   }
   const Cell* inner = bindArguments(definition->pair.head, values, environment);
-  return eval(definition->pair.tail, defs, inner);
+  enterNesting(expression, "eval: calls nested too deep: endless recursion of a definition?");
+  const Cell* value = eval(definition->pair.tail, defs, inner);
+  leaveNesting();
+  return value;
 }
 
 const Cell* eval(const Cell* expression, const Cell* defs, const Cell* environment) {

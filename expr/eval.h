@@ -10,7 +10,14 @@
 
 // `defs` maps a name to (parameters . body); the environment maps symbols
 // to values. Neither is ever changed.
+// Calls of definitions nest at most MAX_NESTING deep; a call beyond ends the
+// run at the call.
 const Cell* eval(const Cell* expression, const Cell* defs, const Cell* environment);
+
+constexpr int32_t MAX_NESTING = 1200000;
+
+// Forgets the calls under way: for a harness that abandons a run midway.
+void resetNesting();
 
 // The values of the arguments, in argument order. The last argument is
 // evaluated first, which decides the error reported when two are faulty.

@@ -7,6 +7,7 @@
 #include "driver/diagnostics.h"
 #include "expr/verify_cexpr.h"
 #include "expr/verify_expression.h"
+#include "model/c_names.h"
 #include "model/statements.h"
 
 const Cell* splitParameters(const Cell* split) { return first(split); }
@@ -24,7 +25,54 @@ const Cell* statementsToStates(const Cell* cdefs, const Cell* defs, const Cell* 
       states = verifySplit(cdefs, defs, tail(statement), states);
     }
   }
+  verifyEntryWeights(states);
   return states;
+}
+
+// ---- Entry weights ----
+
+// The split records of `states`, each once, in statement order.
+static std::vector<const Cell*> splitRecords(const Cell* states) {
+  std::vector<const Cell*> splits;
+  for (; is_cons(states); states = tail(states)) {
+    const Cell* split = head(tail(head(states)));
+    if (splits.empty() || splits.back() != split) splits.push_back(split);
+  }
+  return std::vector<const Cell*>(splits.rbegin(), splits.rend());
+}
+
+static int isEntered(const Cell* state, const Cell* entered) {
+  return member(entered, state) ? TRUE : FALSE;
+}
+
+// Probability that enters a state is shared among the children of every
+// split below it by their weights: each of those splits must give a weight
+// to every child but one, which takes the rest.
+void verifyEntryWeights(const Cell* states) {
+  std::vector<const Cell*> splits = splitRecords(states);
+  const Cell* entered = nil();
+  for (const Cell* split : splits) {
+    for (const Cell* i = splitIntensities(split); is_cons(i); i = tail(i)) {
+      entered = cons(second(head(i)), entered);
+    }
+  }
+  for (const Cell* split : splits) {
+    const Cell* parent = splitParent(split);
+    int needed = isEntered(parent, entered);
+    for (const Cell* up = aget(states, parent); is_cons(up) && !needed; up = tail(up)) {
+      needed = isEntered(splitParent(head(up)), entered);
+    }
+    if (!needed) continue;
+    const Cell* weighted = nil();
+    for (const Cell* w = splitWeights(split); is_cons(w); w = tail(w)) {
+      weighted = adjoin(weighted, first(head(w)));
+    }
+    if (length(list_difference(splitChildren(split), weighted)) > 1) {
+      error_at(parent,
+               "A split of a state that an intensity enters needs (weight CHILD EXPRESSION) "
+               "for every child but one");
+    }
+  }
 }
 
 // A proper list of symbols, possibly empty.
@@ -75,6 +123,20 @@ static void verifyIntensities(const Cell* cdefs, const Cell* defs, const Cell* p
     if (!is_symbol_named(verifyCExpr(parameters, cdefs, defs, third(arguments)), "t_real")) {
       error_at(arguments, "intensities shall be reals");
     }
+    // The program has one probability per move, and a state's probability
+    // of staying is always 1 less its other intensities.
+    if (equal(first(arguments), second(arguments))) {
+      error_at(arguments,
+               "An intensity from a state to itself is not written: staying is 1 less the "
+               "state's other intensities");
+    }
+    for (const Cell* later = tail(group); is_cons(later); later = tail(later)) {
+      const Cell* other = head(later);
+      if (is_cons(other) && is_cons(tail(other)) && equal(first(other), first(arguments)) &&
+          equal(second(other), second(arguments))) {
+        error_at(other, "A second intensity between the same two states: write their sum as one");
+      }
+    }
   }
 }
 
@@ -112,6 +174,12 @@ const Cell* verifySplit(const Cell* cdefs, const Cell* defs, const Cell* argumen
   const Cell* children = head(rest);
   if (length(children) < 2) error_at(arguments, "Split must have at least two children");
   verifySymbolList(children, "Malformed split children list", "Split children must be symbols");
+  // A state's name is part of the names of its variables in the program.
+  for (const Cell* child = children; is_cons(child); child = tail(child)) {
+    if (!isIdentifierPart(symbol_name(head(child)))) {
+      error_at(head(child), "Split children must be names of letters, digits and _");
+    }
+  }
 
   const Cell* groups = groupClauses(tail(rest));
   const Cell* weights = aget_named(groups, "weight");

@@ -15,6 +15,10 @@
 const Cell* statementsToStates(const Cell* cdefs, const Cell* defs, const Cell* statements,
                                const Cell* states);
 
+// Ends the run at a split below a state that some intensity enters (the
+// state itself or an ancestor) unless the split weighs every child but one.
+void verifyEntryWeights(const Cell* states);
+
 // Checks one split's arguments and gives `states` with its children in
 // front, the last child first.
 const Cell* verifySplit(const Cell* cdefs, const Cell* defs, const Cell* arguments,

@@ -1,9 +1,13 @@
 #include "model/statements.h"
 
+#include <map>
+#include <string>
+
 #include "core/list.h"
 #include "driver/diagnostics.h"
 #include "expr/verify_cexpr.h"
 #include "expr/verify_expression.h"
+#include "model/c_names.h"
 
 static const char* const KEYWORDS[] = {"cdef", "split", "define", "product_definition", "window"};
 
@@ -53,7 +57,55 @@ const Cell* statementsToCdefs(const Cell* statements, const Cell* defs) {
     const Cell* statement = head(statements);
     if (isStatementOf(statement, "cdef")) cdefs = verifyCdef(tail(statement), defs, cdefs);
   }
+  verifyCdefCycles(cdefs);
   return cdefs;
+}
+
+// ---- Cycles of C variables ----
+
+// A name is one variable of the calculation program, computed from its
+// last definition; a last definition that reaches its own name, directly
+// or through others, could never be computed.
+enum class Visit { under_way, done };
+
+static void visitCdef(const Cell* name, const Cell* cdefs, std::map<std::string, Visit>& visits);
+
+// The C variables of a term: symbols outside v_date, v_span and v_real.
+static void visitTerm(const Cell* term, const Cell* cdefs, std::map<std::string, Visit>& visits) {
+  if (is_symbol(term)) {
+    if (is_cons(aget(cdefs, term))) visitCdef(term, cdefs, visits);
+    return;
+  }
+  if (!is_cons(term)) return;
+  const Cell* op = head(term);
+  if (is_symbol_named(op, "v_date") || is_symbol_named(op, "v_span") ||
+      is_symbol_named(op, "v_real")) {
+    return;
+  }
+  for (const Cell* rest = tail(term); is_cons(rest); rest = tail(rest)) {
+    visitTerm(head(rest), cdefs, visits);
+  }
+}
+
+static void visitCdef(const Cell* name, const Cell* cdefs, std::map<std::string, Visit>& visits) {
+  auto found = visits.find(symbol_name(name));
+  if (found != visits.end() && found->second == Visit::done) return;
+  const Cell* definition = aget(cdefs, name);
+  if (found != visits.end()) {
+    error_at(head(definition),
+             "cdef: defined in terms of itself (a name has one definition, its last: give "
+             "the new one a name of its own)");
+  }
+  visits[symbol_name(name)] = Visit::under_way;
+  visitTerm(tail(definition), cdefs, visits);
+  visits[symbol_name(name)] = Visit::done;
+}
+
+void verifyCdefCycles(const Cell* cdefs) {
+  std::map<std::string, Visit> visits;
+  for (const Cell* rest = reverse(cdefs); is_cons(rest); rest = tail(rest)) {
+    visitCdef(head(head(rest)), cdefs, visits);
+  }
 }
 
 const Cell* verifyCdef(const Cell* arguments, const Cell* defs, const Cell* cdefs) {
@@ -66,6 +118,12 @@ const Cell* verifyCdef(const Cell* arguments, const Cell* defs, const Cell* cdef
     error_at(arguments, "Type must be t_date or t_span");
   }
   if (!is_symbol(name)) error_at(arguments, "Malformed lhs of 'cdef'");
+  // The name is a variable of the calculation program.
+  if (!isCIdentifier(symbol_name(name)) || isProgramName(symbol_name(name))) {
+    error_at(name,
+             "cdef: the name must be a C name (letters, digits, _) that is no C keyword and no "
+             "name of the calculation program (prob_..., weight_..., x, y, yield, ...)");
+  }
   if (!equal(verifyCExpr(nil(), cdefs, defs, expression), type)) {
     error_at(arguments, "cdef: type mismatch");
   }

@@ -18,6 +18,10 @@ const Cell* verifyValueDef(const Cell* arguments, const Cell* defs);
 // `cdefs`: name to (type . expression), the last cdef first.
 const Cell* statementsToCdefs(const Cell* statements, const Cell* defs);
 
+// Ends the run at a name whose last cdef reaches the name itself, through
+// its own expression or those of other names' last cdefs.
+void verifyCdefCycles(const Cell* cdefs);
+
 // Checks TYPE NAME EXPRESSION and gives `cdefs` with its entry in front.
 const Cell* verifyCdef(const Cell* arguments, const Cell* defs, const Cell* cdefs);
 

@@ -124,4 +124,17 @@ static DWORD FormatMessage(DWORD flags, const void *source, DWORD message_id,
 
 static void ExitProcess(DWORD code) { exit((int)code); }
 
+/* The socket connection: on Windows a write to a socket whose reader has
+   gone fails with an error; here it would raise SIGPIPE and end the program
+   without a word. Its one socket comes from socket(), which therefore
+   ignores SIGPIPE first. (tcc has no constructor functions to do it
+   earlier.) */
+#ifdef SOCK_STREAM
+static int compat_socket(int domain, int type, int protocol) {
+  signal(SIGPIPE, SIG_IGN);
+  return socket(domain, type, protocol);
+}
+#define socket(domain, type, protocol) compat_socket(domain, type, protocol)
+#endif
+
 #endif

@@ -3,6 +3,7 @@
 // scripts in a directory of its own.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "driver/self_test.h"
 #include "support/process.h"
@@ -72,13 +73,18 @@ TEST(SelfTestDeathTest, UndefinedNameEndsInTheTranslation) {
 // count goes on from the checks before it.
 TEST(SelfTestDeathTest, FailedCheckStopsAtItsLine) {
   Outcome o = run_fatal([] {
-    checkAssertion("first", 1);
-    checkAssertion("second", 0);
-    checkAssertion("third", 1);
+    checkAssertion("first", [] { return 1; });
+    checkAssertion("second", [] { return 0; });
+    checkAssertion("third", [] { return 1; });
   });
   EXPECT_EQ(o.status, 1);
   EXPECT_EQ(o.out, "    1 first\n    2 second\n\nTest failed\n");
   EXPECT_EQ(o.err, "");
+  // A check that ends the process itself (here without flushing anything)
+  // leaves its own line as the last one shown.
+  o = run_fatal([] { checkAssertion("ends", []() -> int { _exit(2); }); });
+  EXPECT_EQ(o.status, 2);
+  EXPECT_EQ(o.out, "    1 ends\n");
 }
 
 }  // namespace

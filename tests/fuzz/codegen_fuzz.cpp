@@ -1,7 +1,8 @@
 // The code generator on any portfolio script: the bundled model is checked
 // once; each input's value definitions are checked after the model's, as
 // the run driver joins the model and portfolio files, and the calculation
-// program for (portfolio) is written in compact mode into a memory file.
+// program for (portfolio) is written in compact mode into a memory file;
+// a sample of the programs is compiled with tcc.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 
 #include "codegen/cashflow_task.h"
 #include "codegen/emitter.h"
+#include "codegen/identifiers.h"
 #include "codegen/surrender_code.h"
 #include "core/list.h"
 #include "core/reader.h"
@@ -48,6 +50,7 @@ static void writeProgram(void* context) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   quiet_fuzz_process();
+  initIdentifierTable();
   int fd = memfd_create("program", 0);
   program = fd < 0 ? nullptr : fdopen(fd, "w");
   if (program == nullptr || !run_until_exit(loadModel, nullptr)) abort();
@@ -55,8 +58,13 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  // Nothing of one input is kept for the next: its cells all go back.
+  CellMark mark = mark_cells();
   const Cell* statements = read_file_until_exit(input_file(data, size), false);
-  if (statements != nullptr) run_until_exit(writeProgram, const_cast<Cell*>(statements));
+  bool written =
+      statements != nullptr && run_until_exit(writeProgram, const_cast<Cell*>(statements));
   setOutputFile(stdout);
+  if (written) compile_sample(program);
+  release_cells(mark);
   return 0;
 }

@@ -6,8 +6,13 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <string>
 
 #include "core/reader.h"
+#include "expr/eval.h"
+#include "platform/child_process.h"
+#include "platform/compat_include.h"
 
 extern "C" [[noreturn]] void __real_exit(int status);
 
@@ -24,6 +29,7 @@ extern "C" [[noreturn]] void __wrap_exit(int status) {
 }
 
 bool run_until_exit(void (*body)(void*), void* context) {
+  resetNesting();  // a jump leaves the calls it abandoned counted
   jmp_buf start;
   if (setjmp(start) != 0) return false;
   armed = &start;
@@ -71,4 +77,42 @@ const Cell* read_file_until_exit(const char* path, bool scrambled) {
   if (reader.stream != nullptr) fclose(reader.stream);
   reader.stream = nullptr;
   return nullptr;
+}
+
+static double seconds_now() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + now.tv_nsec * 1e-9;
+}
+
+// tcc runs as another process: it reads the program's memory file and
+// writes its output into one of its own, by their paths under /proc.
+static std::string fd_path(int fd) {
+  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd);
+}
+
+static std::string program_path(FILE* program) {
+  if (fflush(program) != 0) abort();
+  long size = ftell(program);
+  if (size < 0 || ftruncate(fileno(program), size) != 0) abort();  // no earlier text after it
+  return fd_path(fileno(program));
+}
+
+void compile_sample(FILE* program) {
+  static double next = 0.0;
+  double start = seconds_now();
+  if (start < next) return;
+  static int output = memfd_create("tcc-output", 0);
+  if (output < 0) abort();
+  std::string source = program_path(program);
+  ChildExit exit =
+      run_child(tcc_command(TALVON_SOURCE_DIR "/platform/compat", fd_path(output), source));
+  // Compiling takes at most about a quarter of the fuzzing time.
+  double took = seconds_now() - start;
+  next = seconds_now() + (3 * took > COMPILE_INTERVAL_SECONDS ? 3 * took : COMPILE_INTERVAL_SECONDS);
+  if (!exit.started) abort();
+  if (exit.status != 0) {
+    fprintf(stderr, "fuzz: a checked model gave a program that tcc rejects\n");
+    abort();
+  }
 }

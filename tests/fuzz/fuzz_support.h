@@ -38,6 +38,15 @@ const char* input_file(const uint8_t* data, size_t size);
 // since talvon leaves that to the end of the process.
 const Cell* read_file_until_exit(const char* path, bool scrambled);
 
+// The calculation program written into `program` so far (its first
+// `size` bytes), compiled with tcc as a run compiles it: a checked model
+// whose program tcc rejects is a finding, so tcc's errors go to stderr and
+// the process aborts. Compiling is slow beside the rest, so only a sample
+// is compiled: the first program, then one after each pause of three times
+// the last compile's time, and at least COMPILE_INTERVAL_SECONDS.
+void compile_sample(FILE* program);
+constexpr double COMPILE_INTERVAL_SECONDS = 0.25;
+
 // The input as a NUL-terminated text (NULs inside end it early, as they do
 // for talvon's texts).
 std::string input_text(const uint8_t* data, size_t size);

@@ -25,7 +25,7 @@ TEST(SplitsTest, RecordHoldsClausesByKindInClauseOrder) {
   const Cell* states = statesOf(script({
       "(split (x y) all (a b c)",
       "  (intensity a b 0.1) (weight a 0.5) (init (if x (is a) (is c)))",
-      "  (intensity b a (* 2 (v_real y))) (weight b 0.25) (intensity a a 0.3) (intensity a b 0.1))",
+      "  (intensity b a (* 2 (v_real y))) (weight b 0.25))",
   }));
   EXPECT_EQ(printed(akeys(states)), "(c b a)");
   // The children share one chain.
@@ -36,9 +36,7 @@ TEST(SplitsTest, RecordHoldsClausesByKindInClauseOrder) {
   EXPECT_EQ(printed(splitParent(split)), "all");
   EXPECT_EQ(printed(splitChildren(split)), "(a b c)");
   EXPECT_EQ(printed(splitInit(split)), "(if x (is a) (is c))");
-  // Self-intensities and repeated moves pass.
-  EXPECT_EQ(printed(splitIntensities(split)),
-            "((a b 0.100000) (b a (* 2 (v_real y))) (a a 0.300000) (a b 0.100000))");
+  EXPECT_EQ(printed(splitIntensities(split)), "((a b 0.100000) (b a (* 2 (v_real y))))");
   EXPECT_EQ(printed(splitWeights(split)), "((a 0.500000) (b 0.250000))");
 }
 

@@ -1,5 +1,6 @@
 #include "tools/run/check_portfolio.h"
 
+#include <cstring>
 #include <map>
 
 #include "core/list.h"
@@ -230,8 +231,18 @@ void finish_portfolio_checks(PortfolioCheck& check) {
   }
 }
 
+// Whether the symbol NAME occurs anywhere in TERM.
+static bool mentions(const Cell* term, const char* name) {
+  for (; is_cons(term); term = term->pair.tail) {
+    if (mentions(term->pair.head, name)) return true;
+  }
+  return is_symbol(term) && strcmp(term->text, name) == 0;
+}
+
 // Within one script: a later script may mean to replace a definition of
-// the model, a second one in the same script is a slip.
+// the model, a second one in the same script is a slip, unless the second
+// calls itself: a definition may only use names defined before it, so a
+// recursive one is written after a first definition of its name.
 void check_definitions(const Cell* statements) {
   std::map<std::string, const Cell*> seen;
   for (const Cell* s = statements; is_cons(s); s = s->pair.tail) {
@@ -248,6 +259,7 @@ void check_definitions(const Cell* statements) {
     if (name == nullptr || !is_symbol(name) || name->file == nullptr) continue;
     auto [at, fresh] = seen.emplace(std::string(name->file) + " " + kind + " " + name->text, name);
     if (fresh) continue;
+    if (kind == "define" && mentions(third(st), name->text)) continue;
     Finding earlier = place_of(at->second);
     report(Severity::warning, name,
            kind + " " + name->text + " is defined a second time; this definition replaces the one at line " +

@@ -17,8 +17,10 @@
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
 #include "tools/run/check_run.h"
+#include "tools/run/compile_failure.h"
 #include "tools/run/input_digest.h"
 #include "tools/run/output_folder.h"
+#include "tools/run/peer_owner.h"
 #include "tools/run/phase_clock.h"
 #include "tools/run/portfolio_facts.h"
 #include "tools/run/progress_records.h"
@@ -182,8 +184,8 @@ void serve(Channels& c, int timeout) {
     if (fds[i].revents == 0) continue;
     Source& source = *which[i]->source;
     if (&source == &c.listener) {
-      int fd = accept4(source.fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-      if (fd < 0) continue;
+      int fd = accept_own_connection(source.fd);
+      if (fd < 0) continue;  // none, or another user's: wait on
       close_source(c.listener);
       c.result = Source{fd, true};
       continue;
@@ -349,6 +351,8 @@ int run_valuation(const RunOptions& options) {
   pass_on_output(c);
   if (status != 0) hint_when_tcc_is_missing();
 
+  std::string compile_error = first_compile_error(c.talvon_out, c.talvon_err);
+  if (!compile_error.empty()) die(compile_failure_message(compile_error).c_str());
   if (status != 0 || c.progress_stream.ended) {
     std::string note = own_source_note(c.talvon_err, c.progress_stream.value);
     if (!note.empty()) fprintf(stderr, "%s\n", note.c_str());

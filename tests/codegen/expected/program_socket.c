@@ -336,6 +336,8 @@ void computeCollectiveMortalityFemale(){
 }
 
 double collectiveMortalityMale(double age){
+  if(!(age<MONTH_LIMIT-0.5)) return 1.0;
+  if(age<0) age=0;
   int age1=round(age);
   double result=one_alive_both_dead_male[age1];
   if(result>=0) return result;
@@ -343,6 +345,8 @@ double collectiveMortalityMale(double age){
   return one_alive_both_dead_male[age1];}
 
 double collectiveMortalityFemale(double age){
+  if(!(age<MONTH_LIMIT-0.5)) return 1.0;
+  if(age<0) age=0;
   int age1=round(age);
   double result=one_alive_both_dead_female[age1];
   if(result>=0) return result;
