@@ -165,9 +165,10 @@ struct Outcome {
 // Runs the command in its own process group; one that hangs is killed.
 Outcome run(const Case& c, const std::string& root, const std::string& stdin_path) {
   std::vector<std::string> argv;
-  for (const std::string& w : c.command) {
-    argv.push_back(replace_all(replace_all(w, "$ROOT", root), "$SOURCE", TALVON_SOURCE_DIR));
-  }
+  auto paths = [&](const std::string& s) {
+    return replace_all(replace_all(s, "$ROOT", root), "$SOURCE", TALVON_SOURCE_DIR);
+  };
+  for (const std::string& w : c.command) argv.push_back(paths(w));
   argv[0] = program(argv[0]);
   const std::string out = root + "/.out", err = root + "/.err";
   pid_t pid = fork();
@@ -178,8 +179,10 @@ Outcome run(const Case& c, const std::string& root, const std::string& stdin_pat
       _exit(125);
     }
     setenv("TMPDIR", (root + "/tmp").c_str(), 1);
+    std::string path = fs::path(TALVON_EXE).parent_path().string() + ":" + getenv("PATH");
+    setenv("PATH", path.c_str(), 1);
     for (const std::string& e : c.env) {
-      std::string value = replace_all(e, "$ROOT", root);
+      std::string value = paths(e);
       size_t eq = value.find('=');
       setenv(value.substr(0, eq).c_str(), value.substr(eq + 1).c_str(), 1);
     }
