@@ -166,7 +166,9 @@ struct Outcome {
 Outcome run(const Case& c, const std::string& root, const std::string& stdin_path) {
   std::vector<std::string> argv;
   auto paths = [&](const std::string& s) {
-    return replace_all(replace_all(s, "$ROOT", root), "$SOURCE", TALVON_SOURCE_DIR);
+    std::string build = fs::path(TALVON_EXE).parent_path().string();
+    return replace_all(replace_all(replace_all(s, "$ROOT", root), "$SOURCE", TALVON_SOURCE_DIR),
+                       "$BUILD", build);
   };
   for (const std::string& w : c.command) argv.push_back(paths(w));
   argv[0] = program(argv[0]);
