@@ -103,8 +103,15 @@ std::vector<Case> read_cases(const std::string& path) {
     if (starts(line, "=== ")) {
       cases.push_back(header);
       current = &cases.back();
-      current->name = line.substr(4);
+      size_t space = line.find(' ', 4);
+      current->name = line.substr(4, space == std::string::npos ? space : space - 4);
       text = nullptr;
+      if (space != std::string::npos) line = line.substr(space + 1);  // a one-line case
+      if (space == std::string::npos || header.sections.empty()) continue;
+      Section main = header.sections.front();
+      main.text = line + "\n";
+      current->sections.push_back(main);
+      text = &current->sections.back();
     } else if (starts(line, "--- ")) {
       current->sections.push_back(section_of(line));
       text = &current->sections.back();
