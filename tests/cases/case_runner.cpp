@@ -91,8 +91,17 @@ Section section_of(const std::string& line) {
   return s;
 }
 
+// The text of a case that stands before any section of its own: it
+// replaces the header's first section.
+Section* start_text(Case& c, const Case& header, const std::string& line) {
+  if (header.sections.empty()) return nullptr;
+  c.sections.push_back(header.sections.front());
+  c.sections.back().text = line + "\n";
+  return &c.sections.back();
+}
+
 // The cases of one file: the header's settings and sections, then each
-// case's own; a case's leading text replaces the header's first section.
+// case's own.
 std::vector<Case> read_cases(const std::string& path) {
   std::istringstream in(read_all(path));
   Case header;
@@ -105,23 +114,15 @@ std::vector<Case> read_cases(const std::string& path) {
       current = &cases.back();
       size_t space = line.find(' ', 4);
       current->name = line.substr(4, space == std::string::npos ? space : space - 4);
+      // A one-line case: its text follows the name.
       text = nullptr;
-      if (space != std::string::npos) line = line.substr(space + 1);  // a one-line case
-      if (space == std::string::npos || header.sections.empty()) continue;
-      Section main = header.sections.front();
-      main.text = line + "\n";
-      current->sections.push_back(main);
-      text = &current->sections.back();
+      if (space != std::string::npos) text = start_text(*current, header, line.substr(space + 1));
     } else if (starts(line, "--- ")) {
       current->sections.push_back(section_of(line));
       text = &current->sections.back();
     } else if (text == nullptr && directive(*current, line)) {
-    } else if (text == nullptr && current != &header && !header.sections.empty()) {
-      Section main = header.sections.front();
-      main.text = "";
-      current->sections.push_back(main);
-      text = &current->sections.back();
-      text->text = line + "\n";
+    } else if (text == nullptr && current != &header) {
+      text = start_text(*current, header, line);
     } else if (text != nullptr) {
       text->text += line + "\n";
     }
