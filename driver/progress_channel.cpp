@@ -42,6 +42,9 @@ void open_progress_channel(const char* pipe_name) {
   } while (descriptor < 0 && errno == EINTR);
   if (descriptor < 0) system_error_exit("talvon: Could not open pipe_talvon");
   channel = descriptor;
+  // A new channel starts its own sequence of records.
+  last_percentage = -1;
+  end_attempted = 0;
 }
 
 void close_progress_channel() {
@@ -84,6 +87,8 @@ void send_double(double value) {
 }
 
 void send_progress(double x) {
+  // Without a channel nothing is sent, and nothing is remembered either.
+  if (channel < 0) return;
   int32_t percentage = static_cast<int32_t>(round(100.0 * x));
   if (percentage == last_percentage) return;
   last_percentage = percentage;

@@ -8,18 +8,61 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
 
-#include "support/annuity_run.h"
 #include "support/process.h"
+#include "tools/run/scramble.h"
 
 namespace {
+
+struct TempDir {
+  std::string path;
+  TempDir() {
+    char name[] = "/tmp/talvon-dir-XXXXXX";
+    path = mkdtemp(name) ? name : "/nonexistent";
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+  std::string file(const std::string& name) const { return path + "/" + name; }
+};
+
+void write_file(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string read_file(const std::string& path) {
+  std::stringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+const std::string ANNUITY_MODEL =
+    "(cdef t_span t (v_span (span 0 0)))\n"
+    "(split () all (alive dead) (init (quote alive)) (intensity alive dead 0.01))\n"
+    "(product_definition (annuity) (= 0 0) (while alive 1.0))\n";
+
+const std::string ANNUITY_PORTFOLIO =
+    "(define (sex) (assoc (\"alive->dead\" (parse \"0.001\"))\n"
+    "  (\"unmarried->married\" (parse \"0.0\")) (\"married->unmarried\" (parse \"0.0\"))\n"
+    "  (\"age_distribution\" (parse \"0.0\"))))\n"
+    "(define (tables) (assoc (\"dfsa_yield\" (list 1.0)) (\"dfsa_mortality_female\" (list 0.01))\n"
+    "  (\"dfsa_mortality_improvement_female\" (list 0.0))\n"
+    "  (\"dfsa_mortality_improvement_male\" (list 0.0)) (\"dfsa_mortality_male\" (list 0.01))))\n"
+    "(define (basis) (assoc (\"male\" (sex)) (\"female\" (sex))\n"
+    "  (\"dfsa (Finanstilsynet)\" (tables)) (\"yield_curve\" (parse \"2.0\"))\n"
+    "  (\"free_policy_fraction\" (parse \"0.5\"))))\n"
+    "(define (portfolio) (assoc (\"basis\" (basis)) (\"policies\" (list (assoc\n"
+    "  (\"products\" (list (assoc (\"product_definition\" \"annuity\") (\"from\" 1) (\"to\" 2)))))))))\n";
 
 // The socket variant, when the front end takes the connection and closes
 // it: the calculation program reports its write() failure.
@@ -46,8 +89,19 @@ TEST(SocketPeersTest, FrontEndThatClosesTheConnectionIsReported) {
   std::string portfolio = ANNUITY_PORTFOLIO;
   const std::string one = "(assoc (\"product_definition\" \"annuity\") (\"from\" 1) (\"to\" 2))";
   portfolio.replace(portfolio.find(one), one.size(), products);
-  AnnuityRun run(ANNUITY_MODEL, portfolio);
-  Outcome o = run.server("-1", std::to_string(ntohs(address.sin_port)));
+  TempDir dir;
+  mkdir(dir.file("work").c_str(), 0700);
+  mkdir(dir.file("bin").c_str(), 0700);
+  const std::pair<const char*, std::string> scripts[] = {
+      {"m.bin", ANNUITY_MODEL}, {"p.bin", portfolio}, {"r.bin", "(define (task) (cashflow (portfolio)))\n"}};
+  for (const auto& [name, text] : scripts) write_file(dir.file("work/") + name, scrambled(text, name));
+  std::string port = std::to_string(ntohs(address.sin_port));
+  Outcome o = run_fatal([&] {
+    if (chdir(dir.file("work").c_str()) == 0) {
+      execl(TALVON_EXE, TALVON_EXE, "server", "m.bin", "p.bin", "r.bin", "-1", port.c_str(), nullptr);
+    }
+    _exit(127);
+  });
   front_end.join();
   close(listener);
   EXPECT_EQ(o.status, 0);  // the program's own status is not talvon's
