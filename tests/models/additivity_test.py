@@ -5,7 +5,7 @@ reserves, the sums of what its policies give valued one by one. Through
 talvon-run's result files. Usage: additivity_test.py BUILD_DIR SOURCE_DIR"""
 import csv, os, subprocess, sys, tempfile
 
-BUILD, SOURCE = sys.argv[1], sys.argv[2]
+BUILD, SOURCE = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
 MODEL = os.path.join(SOURCE, "models/pension/model.tal")
 
 
