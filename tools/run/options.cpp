@@ -1,5 +1,6 @@
 #include "tools/run/options.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +10,9 @@
 
 const char* const USAGE =
     "Usage: talvon-run [options] MODEL PORTFOLIO [RUN]\n"
+    "       talvon-run --write-chunks DIR [--chunk K] MODEL PORTFOLIO [RUN]\n"
+    "       talvon-run --value-chunk DIR/NNNN [--conf DIR] [--socket] [-q]\n"
+    "       talvon-run --merge DIR [-o DIR]\n"
     "\n"
     "Values a portfolio with talvon: scrambles the plain-text scripts into a\n"
     "private run directory, starts talvon server, shows its progress, and\n"
@@ -28,10 +32,26 @@ const char* const USAGE =
     "  --conf DIR        the tables that a generate task reads as conf/NAME.txt\n"
     "                    (default: the bundled models/conf)\n"
     "  -q, --quiet       no progress display\n"
+    "  -j, --jobs N      value up to N chunks at once (default: the number of\n"
+    "                    cores)\n"
+    "  --chunk K         at most K policies a chunk (default: 1000); 0 values\n"
+    "                    the portfolio as one program\n"
     "  -h, --help        this text\n"
     "\n"
-    "The run directory is made under $TMPDIR (or /tmp) and removed at the end,\n"
-    "also when the run fails or is interrupted.\n";
+    "A portfolio is valued in chunks: the policies of its (\"policies\" (list ...))\n"
+    "entry are cut into chunks of at most K, each valued by a talvon of its own\n"
+    "with the rest of the script, and their cashflows and reserves are added.\n"
+    "Run directories are made under $TMPDIR (or /tmp) and removed at the end,\n"
+    "also when the run fails or is interrupted.\n"
+    "\n"
+    "The steps alone, for batches run elsewhere:\n"
+    "  --write-chunks DIR   cut the portfolio into DIR/0001, DIR/0002, ... (the\n"
+    "                       three scripts each) and list them in DIR/chunks.txt\n"
+    "  --value-chunk DIR/NNNN  value one chunk; writes cashflows.csv, reserves.csv\n"
+    "                       and status (\"ok\", or \"failed\" and the messages)\n"
+    "                       into its folder\n"
+    "  --merge DIR          add the valued chunks of DIR and write the results\n"
+    "                       into the output folder\n";
 
 [[noreturn]] static void bad_usage(const std::string& message) {
   die(("talvon-run: " + message + " (see talvon-run --help)").c_str());
@@ -40,6 +60,16 @@ const char* const USAGE =
 static std::string option_value(int argc, char** argv, int& i) {
   if (i + 1 >= argc) bad_usage(std::string("option ") + argv[i] + " needs a value");
   return argv[++i];
+}
+
+static long number_value(const std::string& option, const std::string& text, long least) {
+  char* end = nullptr;
+  errno = 0;
+  long value = strtol(text.c_str(), &end, 10);
+  if (text.empty() || *end != '\0' || errno != 0 || value < least || value > 1000000000) {
+    bad_usage("option " + option + " needs a whole number" + (least > 0 ? " from 1" : " from 0") + ", not " + text);
+  }
+  return value;
 }
 
 RunOptions parse_options(int argc, char** argv) {
@@ -63,6 +93,14 @@ RunOptions parse_options(int argc, char** argv) {
       options.conf = option_value(argc, argv, i);
     } else if (arg.rfind("--conf=", 0) == 0) {
       options.conf = arg.substr(7);
+    } else if (arg == "-j" || arg == "--jobs") {
+      options.jobs = static_cast<int>(number_value(arg, option_value(argc, argv, i), 1));
+    } else if (arg == "--chunk") {
+      options.chunk = number_value(arg, option_value(argc, argv, i), 0);
+    } else if (arg == "--write-chunks" || arg == "--value-chunk" || arg == "--merge") {
+      if (options.step != Step::all) bad_usage("only one of --write-chunks, --value-chunk and --merge");
+      options.step = arg == "--merge" ? Step::merge : arg == "--write-chunks" ? Step::write_chunks : Step::value_chunk;
+      options.chunks = option_value(argc, argv, i);
     } else if (arg == "--socket") {
       options.socket = true;
     } else if (arg == "-q" || arg == "--quiet") {
@@ -71,11 +109,15 @@ RunOptions parse_options(int argc, char** argv) {
       bad_usage("unknown option " + arg);
     }
   }
+  if (options.output.empty()) bad_usage("the output folder is empty");
+  if (options.step == Step::value_chunk || options.step == Step::merge) {
+    if (!files.empty()) bad_usage("no scripts with --value-chunk or --merge: " + files[0]);
+    return options;
+  }
   if (files.size() < 2) bad_usage("a model and a portfolio are needed");
   if (files.size() > 3) bad_usage("too many files: " + files[3]);
   options.model = files[0];
   options.portfolio = files[1];
   if (files.size() == 3) options.run = files[2];
-  if (options.output.empty()) bad_usage("the output folder is empty");
   return options;
 }

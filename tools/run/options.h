@@ -3,6 +3,11 @@
 
 #include <string>
 
+// The whole run, or one of its steps alone, for batches driven elsewhere.
+enum class Step { all, write_chunks, value_chunk, merge };
+
+constexpr long DEFAULT_CHUNK = 1000;
+
 struct RunOptions {
   std::string model;
   std::string portfolio;
@@ -11,6 +16,10 @@ struct RunOptions {
   std::string conf;         // empty: the bundled tables, when found
   bool socket = false;      // results over loopback TCP instead of a FIFO
   bool quiet = false;       // no progress display
+  int jobs = 0;             // talvon processes at once; 0: the number of cores
+  long chunk = DEFAULT_CHUNK;  // policies a chunk at most; 0: one program
+  Step step = Step::all;
+  std::string chunks;       // the chunk folder (or, to value, one chunk's)
 };
 
 extern const char* const USAGE;

@@ -58,6 +58,17 @@ ScriptNames script_names(const std::string& model, const std::string& portfolio,
   return names;
 }
 
+[[noreturn]] static void unreadable(const std::string& path, const char* what) {
+  std::string message = std::string("talvon-run: cannot read the ") + what + " " + path + ": " + strerror(errno);
+  die(message.c_str());
+}
+
+void check_readable(const std::string& path, const char* what) {
+  FILE* file = fopen(path.c_str(), "rb");
+  if (file == nullptr) unreadable(path, what);
+  fclose(file);
+}
+
 std::string read_script(const std::string& path, const char* what) {
   FILE* file = fopen(path.c_str(), "rb");
   std::string text;
@@ -69,8 +80,7 @@ std::string read_script(const std::string& path, const char* what) {
     if (!failed) return text;
     errno = EIO;
   }
-  std::string message = std::string("talvon-run: cannot read the ") + what + " " + path + ": " + strerror(errno);
-  die(message.c_str());
+  unreadable(path, what);
 }
 
 void write_scrambled_script(const RunDir& dir, const std::string& name, const std::string& text) {

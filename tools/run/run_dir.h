@@ -34,6 +34,9 @@ ScriptNames script_names(const std::string& model, const std::string& portfolio,
 // "talvon-run: cannot read the WHAT PATH: reason".
 std::string read_script(const std::string& path, const char* what);
 
+// The same message for a script that cannot be opened, without reading it.
+void check_readable(const std::string& path, const char* what);
+
 // Writes `text` scrambled as work/NAME.
 void write_scrambled_script(const RunDir& dir, const std::string& name, const std::string& text);
 

@@ -31,7 +31,7 @@ int keep_generated_files(const std::string& work, const std::string& output,
   return count;
 }
 
-void write_results(const RunOptions& options, const ResultStream& stream) {
+void write_results(const std::string& output, const ResultStream& stream, const std::string& labels_from) {
   std::vector<PairSeries> pairs = ordered_pairs(stream.pairs);
   for (const PairSeries& pair : pairs) {
     if (!std::isfinite(pair.reserve)) {
@@ -39,13 +39,13 @@ void write_results(const RunOptions& options, const ResultStream& stream) {
               pair.from, pair.to);
     }
   }
-  std::vector<FlowLabel> labels = find_view_labels(read_source(options.portfolio.c_str()));
+  std::vector<FlowLabel> labels = find_view_labels(read_source(labels_from.c_str()));
   std::error_code error;
-  std::filesystem::create_directories(options.output, error);
-  if (error) die(("talvon-run: cannot make " + options.output + ": " + error.message()).c_str());
-  std::string cashflows = options.output + "/cashflows.csv";
-  std::string reserves = options.output + "/reserves.csv";
-  std::string chart = options.output + "/cashflows.svg";
+  std::filesystem::create_directories(output, error);
+  if (error) die(("talvon-run: cannot make " + output + ": " + error.message()).c_str());
+  std::string cashflows = output + "/cashflows.csv";
+  std::string reserves = output + "/reserves.csv";
+  std::string chart = output + "/cashflows.svg";
   write_file_with(cashflows, write_cashflows_csv, pairs);
   write_file_with(reserves, write_reserves_csv, pairs);
   write_text_file(chart, cashflow_chart_svg(pairs, labels));

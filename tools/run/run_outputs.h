@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/run/options.h"
 #include "tools/run/result_records.h"
 
 // Writes cashflows.csv, reserves.csv and cashflows.svg into the output
-// folder and prints the reserve table, labelled with the portfolio's view.
-void write_results(const RunOptions& options, const ResultStream& stream);
+// folder and prints the reserve table, labelled with the view of the
+// portfolio script `labels_from`.
+void write_results(const std::string& output, const ResultStream& stream, const std::string& labels_from);
 
 // Copies the files that a generate task wrote into the working directory,
 // all but the run's own scripts (`own`), into the output folder. Gives

@@ -1,78 +1,29 @@
 #include "tools/run/valuation_run.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
-#include "tools/run/progress_records.h"
-#include "tools/run/result_records.h"
-#include "tools/run/run_dir.h"
+#include "tools/run/chunk_manifest.h"
+#include "tools/run/chunk_merge.h"
+#include "tools/run/chunk_schedule.h"
+#include "tools/run/result_files.h"
+#include "tools/run/run_guard.h"
 #include "tools/run/run_outputs.h"
-#include "tools/run/talvon_child.h"
 
 namespace {
 
 const char* const DEFAULT_RUN_SCRIPT = "(define (task) (cashflow (portfolio)))\n";
-constexpr int BAR_WIDTH = 30;
-constexpr int POLL_MILLISECONDS = 100;
-// Once no writer is left every stream ends at the first read; this bounds
-// the wait for one that a stray process might still hold.
-constexpr int DRAIN_ROUNDS = 20;
 
-// What must be undone however the process ends: by exit, by die, or on a
-// signal.
-struct Active {
-  std::string root;
-  pid_t group = -1;
-  bool reaped = false;
-  bool bar_shown = false;
-};
-Active active;
-int signal_pipe[2] = {-1, -1};
-
-void clear_bar() {
-  if (!active.bar_shown) return;
-  fputs("\r\033[K", stderr);
-  fflush(stderr);
-  active.bar_shown = false;
-}
-
-void clean_up() {
-  clear_bar();
-  end_process_group(active.group, active.reaped);
-  active.group = -1;
-  remove_tree(active.root);
-  active.root.clear();
-}
-
-void on_signal(int number) {
-  int saved = errno;
-  unsigned char byte = static_cast<unsigned char>(number);
-  ssize_t ignored = write(signal_pipe[1], &byte, 1);
-  (void)ignored;
-  errno = saved;
-}
-
-void catch_signals() {
-  if (pipe2(signal_pipe, O_CLOEXEC | O_NONBLOCK) != 0) pdie("talvon-run: pipe");
-  struct sigaction action = {};
-  action.sa_handler = on_signal;
-  action.sa_flags = SA_RESTART;
-  sigemptyset(&action.sa_mask);
-  for (int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaction(number, &action, nullptr);
-  signal(SIGPIPE, SIG_IGN);
+void check_talvon() {
+  std::string talvon = talvon_path();
+  if (access(talvon.c_str(), X_OK) != 0) {
+    die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
+  }
 }
 
 // The conf/ tables: the option's, else the bundled ones beside the
@@ -82,7 +33,7 @@ std::string conf_folder(const RunOptions& options) {
     if (!std::filesystem::is_directory(options.conf)) {
       die(("talvon-run: no table folder " + options.conf).c_str());
     }
-    return options.conf;
+    return std::filesystem::absolute(options.conf).string();
   }
   std::string exe = executable_dir();
   for (const std::string& candidate : {exe + "/models/conf", exe + "/../share/talvon/models/conf"}) {
@@ -91,237 +42,178 @@ std::string conf_folder(const RunOptions& options) {
   return "";
 }
 
-// A byte source of the loop: a FIFO, a socket or one of talvon's streams.
-struct Source {
-  int fd = -1;
-  bool connected = false;  // a writer has been there
-};
-
-void close_source(Source& source) {
-  if (source.fd >= 0) close(source.fd);
-  source.fd = -1;
-}
-
-// Reads what is there. Gives false at the end of the stream.
-template <typename Take>
-bool read_available(Source& source, Take take) {
-  char buffer[65536];
-  for (;;) {
-    ssize_t n = read(source.fd, buffer, sizeof buffer);
-    if (n > 0) {
-      source.connected = true;
-      take(buffer, static_cast<size_t>(n));
+// Whether the run script's task is the cashflow of (portfolio), the one
+// task that adds up over chunks: its text without comments and with blanks
+// run together holds that definition.
+bool values_the_portfolio(const std::string& run) {
+  std::string plain;
+  bool comment = false, string = false;
+  for (char c : run) {
+    if (comment) {
+      comment = c != '\n';
       continue;
     }
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0 && errno == EAGAIN) return true;
-    if (n < 0) pdie("talvon-run: read");
-    return false;
-  }
-}
-
-int open_fifo(const std::string& path) {
-  int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) pdie(("talvon-run: " + path).c_str());
-  return fd;
-}
-
-// A listening socket on a free loopback port.
-int listen_loopback(int& port) {
-  int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (fd < 0) pdie("talvon-run: socket");
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = 0;
-  socklen_t size = sizeof address;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), size) != 0) pdie("talvon-run: bind");
-  if (listen(fd, 1) != 0) pdie("talvon-run: listen");
-  if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    pdie("talvon-run: getsockname");
-  }
-  port = ntohs(address.sin_port);
-  return fd;
-}
-
-struct Channels {
-  Source progress, result, listener, out, err;
-  ProgressStream progress_stream;
-  ResultStream result_stream;
-  std::string talvon_out, talvon_err;
-};
-
-// Takes whatever the sources have; with `wait` the poll waits a little.
-void serve(Channels& c, int timeout) {
-  struct Watched {
-    Source* source;
-    short events;
-  };
-  Watched watched[] = {{&c.progress, POLLIN}, {&c.result, POLLIN}, {&c.listener, POLLIN},
-                       {&c.out, POLLIN},      {&c.err, POLLIN}};
-  pollfd fds[6];
-  int count = 0;
-  Watched* which[6];
-  for (Watched& w : watched) {
-    if (w.source->fd < 0) continue;
-    fds[count] = pollfd{w.source->fd, w.events, 0};
-    which[count++] = &w;
-  }
-  fds[count] = pollfd{signal_pipe[0], POLLIN, 0};
-  int ready = poll(fds, static_cast<nfds_t>(count + 1), timeout);
-  if (ready < 0 && errno != EINTR) pdie("talvon-run: poll");
-  if (ready <= 0) return;
-  for (int i = 0; i < count; i++) {
-    if (fds[i].revents == 0) continue;
-    Source& source = *which[i]->source;
-    if (&source == &c.listener) {
-      int fd = accept4(source.fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-      if (fd < 0) continue;
-      close_source(c.listener);
-      c.result = Source{fd, true};
-      continue;
+    if (c == '"') string = !string;
+    if (!string && c == ';') {
+      comment = true;
+      c = ' ';
     }
-    // A FIFO shows POLLHUP only once a writer has come and gone.
-    if (fds[i].revents & POLLHUP) source.connected = true;
-    bool open = true;
-    if (&source == &c.progress) {
-      open = read_available(source, [&](const char* b, size_t n) { take_progress_bytes(c.progress_stream, b, n); });
-    } else if (&source == &c.result) {
-      open = read_available(source, [&](const char* b, size_t n) { take_result_bytes(c.result_stream, b, n); });
-    } else if (&source == &c.out) {
-      open = read_available(source, [&](const char* b, size_t n) { c.talvon_out.append(b, n); });
-    } else {
-      open = read_available(source, [&](const char* b, size_t n) { c.talvon_err.append(b, n); });
-    }
-    if (!open) {
-      bool connected = source.connected;
-      close_source(source);
-      source.connected = connected;
-    }
+    if (c == '\n' || c == '\r') c = ' ';
+    if (c == ' ' && (plain.empty() || plain.back() == ' ' || plain.back() == '(')) continue;
+    if (c == ')' && !plain.empty() && plain.back() == ' ') plain.pop_back();
+    plain.push_back(c);
   }
-  if (fds[count].revents != 0) {
-    unsigned char signals[16];
-    ssize_t n = read(signal_pipe[0], signals, sizeof signals);
-    for (ssize_t i = 0; i < n; i++) {
-      if (signals[i] == SIGCHLD) continue;
-      clean_up();
-      fprintf(stderr, "talvon-run: interrupted\n");
-      exit(128 + signals[i]);
-    }
+  return plain.find("(define (task) (cashflow (portfolio)))") != std::string::npos;
+}
+
+std::string base_name(const std::string& path) {
+  size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// Cuts the portfolio into `dir` and puts the model and the run script
+// beside every chunk.
+ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
+  std::string model = read_script(options.model, "model");
+  std::string run = options.run.empty() ? DEFAULT_RUN_SCRIPT : read_script(options.run, "run script");
+  check_readable(options.portfolio, "portfolio");
+  ChunkManifest m;
+  m.portfolio = std::filesystem::absolute(options.portfolio).string();
+  m.names = script_names(options.model, options.portfolio, options.run);
+  long size = values_the_portfolio(run) ? options.chunk : 0;
+  m.plan = split_portfolio(options.portfolio, size, dir, m.names.portfolio);
+  if (size > 0 && !m.plan.split) {
+    fprintf(stderr,
+            "talvon-run: the policies of %s are not written as (\"policies\" (list ...)) in "
+            "(define (portfolio) ...): valued as one program\n",
+            base_name(options.portfolio).c_str());
   }
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) {
+    write_text_file(chunk_folder(dir, i) + "/" + m.names.model, model);
+    write_text_file(chunk_folder(dir, i) + "/" + m.names.run, run);
+  }
+  write_manifest(dir, m);
+  return m;
 }
 
-bool open_sources(const Channels& c) {
-  return c.progress.fd >= 0 || c.result.fd >= 0 || c.out.fd >= 0 || c.err.fd >= 0;
+// The script whose view labels the results: the portfolio without its
+// policies when it was cut, else the one chunk's.
+std::string labels_source(const std::string& dir, const ChunkManifest& m) {
+  return m.plan.split ? dir + "/outline.tal" : chunk_folder(dir, 0) + "/" + m.names.portfolio;
 }
 
-void show_progress(const Channels& c, bool display, std::string& shown) {
-  if (!display) return;
-  std::string line = progress_line(c.progress_stream.value, months_received(c.result_stream), BAR_WIDTH);
-  if (line == shown) return;
-  shown = line;
-  fprintf(stderr, "\r%s\033[K", line.c_str());
-  fflush(stderr);
-  active.bar_shown = true;
+ScheduledChunk scheduled(const RunOptions& options, const std::string& dir, const ChunkManifest& m,
+                         size_t index) {
+  ScheduledChunk chunk;
+  chunk.input = ChunkInput{chunk_folder(dir, index), m.names, conf_folder(options), options.socket};
+  chunk.name = chunk_name(m, index);
+  const ChunkRange& range = m.plan.chunks[index];
+  chunk.weight = range.last_policy - range.first_policy + 1;
+  return chunk;
 }
 
-// talvon's own output, as it wrote it: its messages name the script and
-// the position of a fault.
-void pass_on_output(const Channels& c) {
-  fputs(c.talvon_out.c_str(), stderr);
-  fputs(c.talvon_err.c_str(), stderr);
-  fflush(stderr);
+int core_count() {
+  long cores = sysconf(_SC_NPROCESSORS_ONLN);
+  return cores > 0 ? static_cast<int>(cores) : 1;
+}
+
+bool display(const RunOptions& options) { return !options.quiet && isatty(2); }
+
+int run_whole(const RunOptions& options) {
+  check_talvon();
+  std::string dir = temp_parent() + "/talvon-chunks-XXXXXX";
+  if (mkdtemp(dir.data()) == nullptr) pdie(("talvon-run: mkdtemp " + dir).c_str());
+  guard_root(dir);
+  ChunkManifest m = write_chunks(options, dir);
+  std::vector<ScheduledChunk> chunks;
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) chunks.push_back(scheduled(options, dir, m, i));
+  int jobs = options.jobs > 0 ? options.jobs : core_count();
+  std::string keep_into = chunks.size() == 1 ? options.output : "";
+  std::vector<ChunkResult> results = value_chunks(chunks, jobs, display(options), keep_into);
+  if (!results[0].results_sent) {
+    int kept = results[0].kept_files;
+    if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
+    printf("talvon wrote %d file%s into %s\n", kept, kept == 1 ? "" : "s", options.output.c_str());
+    return 0;
+  }
+  ResultStream total;
+  start_result_stream(total);
+  for (const ChunkResult& result : results) add_results(total, result.results);
+  write_results(options.output, total, labels_source(dir, m));
+  release_root(dir);
+  return 0;
+}
+
+int write_chunks_only(const RunOptions& options) {
+  std::error_code error;
+  if (std::filesystem::exists(options.chunks) && !std::filesystem::is_empty(options.chunks, error)) {
+    die(("talvon-run: " + options.chunks + " is not empty").c_str());
+  }
+  ChunkManifest m = write_chunks(options, options.chunks);
+  printf("%zu chunk%s of %ld policies in %s\n", m.plan.chunks.size(), m.plan.chunks.size() == 1 ? "" : "s",
+         m.plan.policies, options.chunks.c_str());
+  return 0;
+}
+
+// The chunk folder's place in the manifest of its parent.
+size_t chunk_index(const std::string& folder, const ChunkManifest& m, const std::string& dir) {
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) {
+    if (std::filesystem::equivalent(chunk_folder(dir, i), folder)) return i;
+  }
+  die(("talvon-run: " + folder + " is not a chunk listed in " + dir + "/chunks.txt").c_str());
+}
+
+int value_chunk_only(const RunOptions& options) {
+  check_talvon();
+  std::string folder = options.chunks;
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  std::string dir = std::filesystem::path(folder).parent_path().string();
+  if (dir.empty()) dir = ".";
+  ChunkManifest m = read_manifest(dir);
+  size_t index = chunk_index(folder, m, dir);
+  for (const char* file : {"/status", "/cashflows.csv", "/reserves.csv"}) remove((folder + file).c_str());
+  set_status_file(folder + "/status");
+  std::vector<ChunkResult> results = value_chunks({scheduled(options, dir, m, index)}, 1, display(options), "");
+  if (!results[0].results_sent) fail_run("talvon-run: the chunk's task sent no results");
+  write_chunk_results(folder, results[0].results);
+  set_status_file("");
+  write_text_file(folder + "/status", "ok\n");
+  return 0;
+}
+
+int merge_only(const RunOptions& options) {
+  const std::string& dir = options.chunks;
+  ChunkManifest m = read_manifest(dir);
+  ResultStream total;
+  start_result_stream(total);
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) {
+    std::string folder = chunk_folder(dir, i);
+    std::string name = chunk_name(m, i);
+    std::string chunk = folder + (name.empty() ? "" : " (" + name + ")");
+    if (access((folder + "/status").c_str(), F_OK) != 0) {
+      fail_run("talvon-run: " + chunk + " has not been valued");
+    }
+    std::string status = read_script(folder + "/status", "status of chunk");
+    if (status != "ok\n") fail_run("talvon-run: " + chunk + " " + status.substr(0, status.size() - 1));
+    add_results(total, read_chunk_results(folder, chunk));
+  }
+  write_results(options.output, total, labels_source(dir, m));
+  return 0;
 }
 
 }  // namespace
 
 int run_valuation(const RunOptions& options) {
-  catch_signals();
-  become_subreaper();
-  atexit(clean_up);
-  std::string model = read_script(options.model, "model");
-  std::string portfolio = read_script(options.portfolio, "portfolio");
-  std::string run = options.run.empty() ? DEFAULT_RUN_SCRIPT : read_script(options.run, "run script");
-  std::string talvon = talvon_path();
-  if (access(talvon.c_str(), X_OK) != 0) {
-    die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
-  }
-  std::string conf = conf_folder(options);
-
-  RunDir dir = make_run_dir(options.socket);
-  active.root = dir.root;
-  ScriptNames names = script_names(options.model, options.portfolio, options.run);
-  write_scrambled_script(dir, names.model, model);
-  write_scrambled_script(dir, names.portfolio, portfolio);
-  write_scrambled_script(dir, names.run, run);
-  if (!conf.empty()) link_conf(dir, conf);
-
-  Channels c;
-  start_progress_stream(c.progress_stream);
-  start_result_stream(c.result_stream);
-  c.progress.fd = open_fifo(dir.progress_fifo);
-  std::string connection;
-  if (options.socket) {
-    int port = 0;
-    c.listener.fd = listen_loopback(port);
-    connection = std::to_string(port);
-  } else {
-    c.result.fd = open_fifo(dir.result_fifo);
-    connection = dir.result_fifo;
-  }
-  TalvonChild child = start_talvon(
-      {talvon, "server", names.model, names.portfolio, names.run, dir.progress_fifo, connection},
-      dir.work);
-  active.group = child.pid;
-  c.out.fd = child.out;
-  c.err.fd = child.err;
-
-  bool display = !options.quiet && isatty(2);
-  std::string shown;
-  int status = 0;
-  for (;;) {
-    serve(c, POLL_MILLISECONDS);
-    show_progress(c, display, shown);
-    int raw;
-    pid_t done = waitpid(child.pid, &raw, WNOHANG);
-    if (done == child.pid) {
-      status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-      active.reaped = true;
+  guard_run();
+  switch (options.step) {
+    case Step::write_chunks:
+      return write_chunks_only(options);
+    case Step::value_chunk:
+      return value_chunk_only(options);
+    case Step::merge:
+      return merge_only(options);
+    case Step::all:
       break;
-    }
   }
-  // Whatever talvon left behind goes, then the channels are read to their
-  // end: no writer is left.
-  end_process_group(active.group, active.reaped);
-  active.group = -1;
-  serve(c, 0);
-  // What is still unconnected now never had a writer.
-  close_source(c.listener);
-  for (Source* source : {&c.progress, &c.result, &c.out, &c.err}) {
-    if (!source->connected) close_source(*source);
-  }
-  for (int round = 0; round < DRAIN_ROUNDS && open_sources(c); round++) serve(c, POLL_MILLISECONDS);
-  for (Source* source : {&c.progress, &c.result, &c.out, &c.err}) close_source(*source);
-  clear_bar();
-  pass_on_output(c);
-
-  if (status != 0 || c.progress_stream.ended) {
-    char message[120];
-    if (c.progress_stream.ended) {
-      snprintf(message, sizeof message, "talvon-run: talvon ended the run with an error (exit status %d)",
-               status);
-    } else {
-      snprintf(message, sizeof message, "talvon-run: talvon failed (exit status %d)", status);
-    }
-    die(message);
-  }
-  if (c.result.connected) {
-    require_complete_results(c.result_stream);
-    write_results(options, c.result_stream);
-    return 0;
-  }
-  int kept = keep_generated_files(dir.work, options.output, {names.model, names.portfolio, names.run});
-  if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
-  printf("talvon wrote %d file%s into %s\n", kept, kept == 1 ? "" : "s", options.output.c_str());
-  return 0;
+  return run_whole(options);
 }

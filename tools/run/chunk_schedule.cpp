@@ -1,0 +1,75 @@
+#include "tools/run/chunk_schedule.h"
+
+#include <cstdio>
+#include <memory>
+
+#include "tools/run/run_guard.h"
+
+namespace {
+
+constexpr int BAR_WIDTH = 30;
+constexpr int POLL_MILLISECONDS = 100;
+
+struct Running {
+  size_t index;
+  std::unique_ptr<ChunkJob> job;
+};
+
+std::string bar_line(const std::vector<ScheduledChunk>& chunks, const std::vector<Running>& running,
+                     size_t finished, long finished_weight) {
+  if (chunks.size() == 1 && !running.empty()) {
+    const ChunkJob& job = *running[0].job;
+    return progress_line(job.progress_stream.value, months_received(job.result_stream), BAR_WIDTH);
+  }
+  long total = 0;
+  for (const ScheduledChunk& chunk : chunks) total += chunk.weight;
+  double done = static_cast<double>(finished_weight);
+  for (const Running& r : running) done += chunks[r.index].weight * chunk_fraction(*r.job);
+  return chunks_progress_line(total > 0 ? done / static_cast<double>(total) : 0.0, finished,
+                              running.size(), chunks.size(), BAR_WIDTH);
+}
+
+void show(const std::string& line, std::string& shown) {
+  if (line == shown) return;
+  shown = line;
+  fprintf(stderr, "\r%s\033[K", line.c_str());
+  fflush(stderr);
+  set_bar_shown(true);
+}
+
+}  // namespace
+
+std::vector<ChunkResult> value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs,
+                                      bool display, const std::string& keep_into) {
+  std::vector<ChunkResult> results(chunks.size());
+  std::vector<Running> running;
+  size_t next = 0, finished = 0;
+  long finished_weight = 0;
+  std::string shown;
+  while (finished < chunks.size()) {
+    while (static_cast<int>(running.size()) < jobs && next < chunks.size()) {
+      Running r{next, std::make_unique<ChunkJob>()};
+      r.job->name = chunks[next].name;
+      start_chunk(*r.job, chunks[next].input);
+      running.push_back(std::move(r));
+      next++;
+    }
+    std::vector<ChunkJob*> jobs_now;
+    for (Running& r : running) jobs_now.push_back(r.job.get());
+    serve_chunks(jobs_now, POLL_MILLISECONDS);
+    for (size_t i = 0; i < running.size();) {
+      if (!running[i].job->ended) {
+        i++;
+        continue;
+      }
+      size_t index = running[i].index;
+      results[index] = finish_chunk(*running[i].job, keep_into);
+      finished++;
+      finished_weight += chunks[index].weight;
+      running.erase(running.begin() + static_cast<long>(i));
+    }
+    if (display) show(bar_line(chunks, running, finished, finished_weight), shown);
+  }
+  clear_bar();
+  return results;
+}
