@@ -180,6 +180,11 @@ TEST(TalvonRunDeathTest, BadCommandLines) {
       {{MODEL, EXAMPLE, "r", "x"}, "talvon-run: too many files: x (see talvon-run --help)\n"},
       {{MODEL, EXAMPLE, "-o"}, "talvon-run: option -o needs a value (see talvon-run --help)\n"},
       {{"--conf", "/nonexistent", MODEL, EXAMPLE}, "talvon-run: no table folder /nonexistent\n"},
+      {{"--slurm", "--merge", "d"},
+       "talvon-run: --slurm runs the whole valuation, not one step (see talvon-run --help)\n"},
+      {{"--shared-dir", "d", MODEL, EXAMPLE}, "talvon-run: --shared-dir goes with --slurm (see talvon-run --help)\n"},
+      {{"--slurm", MODEL, EXAMPLE, "--", "-p", "x", "--array=1-3"},
+       "talvon-run: sbatch's --array is talvon-run's own: one task a chunk (see talvon-run --help)\n"},
   };
   for (const Case& c : cases) {
     Outcome o = run_program(command(tmp.path, c.args));

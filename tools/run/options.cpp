@@ -13,6 +13,8 @@ const char* const USAGE =
     "       talvon-run --write-chunks DIR [--chunk K] MODEL PORTFOLIO [RUN]\n"
     "       talvon-run --value-chunk DIR/NNNN [--conf DIR] [--socket] [-q]\n"
     "       talvon-run --merge DIR [-o DIR]\n"
+    "       talvon-run --slurm [--shared-dir DIR] [options] MODEL PORTFOLIO [RUN]\n"
+    "                  [-- SBATCH-OPTIONS]\n"
     "\n"
     "Values a portfolio with talvon: scrambles the plain-text scripts into a\n"
     "private run directory, starts talvon server, shows its progress, and\n"
@@ -51,7 +53,17 @@ const char* const USAGE =
     "                       and status (\"ok\", or \"failed\" and the messages)\n"
     "                       into its folder\n"
     "  --merge DIR          add the valued chunks of DIR and write the results\n"
-    "                       into the output folder\n";
+    "                       into the output folder\n"
+    "\n"
+    "On a Slurm cluster:\n"
+    "  --slurm              value the chunks as one Slurm job array, a task a\n"
+    "                       chunk, and write the results as a local run does;\n"
+    "                       what follows -- goes to sbatch (e.g. --partition=P\n"
+    "                       --time=30); the chunk folder must be one that every\n"
+    "                       node sees, and talvon-run and tcc must be on every\n"
+    "                       node at the same paths\n"
+    "  --shared-dir DIR     where the chunk folder is made (default: the output\n"
+    "                       folder)\n";
 
 [[noreturn]] static void bad_usage(const std::string& message) {
   die(("talvon-run: " + message + " (see talvon-run --help)").c_str());
@@ -80,8 +92,18 @@ RunOptions parse_options(int argc, char** argv) {
     std::string arg = argv[i];
     if (options_end || arg.empty() || arg[0] != '-' || arg == "-") {
       files.push_back(arg);
+    } else if (arg == "--" && options.slurm) {
+      // The rest is sbatch's.
+      options.sbatch.assign(argv + i + 1, argv + argc);
+      break;
     } else if (arg == "--") {
       options_end = true;
+    } else if (arg == "--slurm") {
+      options.slurm = true;
+    } else if (arg == "--shared-dir") {
+      options.shared_dir = option_value(argc, argv, i);
+    } else if (arg.rfind("--shared-dir=", 0) == 0) {
+      options.shared_dir = arg.substr(13);
     } else if (arg == "-h" || arg == "--help") {
       fputs(USAGE, stdout);
       exit(0);
@@ -110,6 +132,13 @@ RunOptions parse_options(int argc, char** argv) {
     }
   }
   if (options.output.empty()) bad_usage("the output folder is empty");
+  if (options.slurm && options.step != Step::all) bad_usage("--slurm runs the whole valuation, not one step");
+  if (!options.slurm && !options.shared_dir.empty()) bad_usage("--shared-dir goes with --slurm");
+  for (const std::string& option : options.sbatch) {
+    if (option == "-a" || option.rfind("--array", 0) == 0) {
+      bad_usage("sbatch's --array is talvon-run's own: one task a chunk");
+    }
+  }
   if (options.step == Step::value_chunk || options.step == Step::merge) {
     if (!files.empty()) bad_usage("no scripts with --value-chunk or --merge: " + files[0]);
     return options;

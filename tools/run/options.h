@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // The whole run, or one of its steps alone, for batches driven elsewhere.
 enum class Step { all, write_chunks, value_chunk, merge };
@@ -20,6 +21,9 @@ struct RunOptions {
   long chunk = DEFAULT_CHUNK;  // policies a chunk at most; 0: one program
   Step step = Step::all;
   std::string chunks;       // the chunk folder (or, to value, one chunk's)
+  bool slurm = false;       // the chunks as a Slurm job array
+  std::string shared_dir;   // where its chunks go; empty: the output folder
+  std::vector<std::string> sbatch;  // the user's sbatch options
 };
 
 extern const char* const USAGE;

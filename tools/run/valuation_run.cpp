@@ -14,6 +14,7 @@
 #include "tools/run/result_files.h"
 #include "tools/run/run_guard.h"
 #include "tools/run/run_outputs.h"
+#include "tools/run/slurm_run.h"
 
 namespace {
 
@@ -71,6 +72,8 @@ std::string base_name(const std::string& path) {
   return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+}  // namespace
+
 // Cuts the portfolio into `dir` and puts the model and the run script
 // beside every chunk.
 ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
@@ -95,6 +98,8 @@ ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
   write_manifest(dir, m);
   return m;
 }
+
+namespace {
 
 // The script whose view labels the results: the portfolio without its
 // policies when it was cut, else the one chunk's.
@@ -181,8 +186,9 @@ int value_chunk_only(const RunOptions& options) {
   return 0;
 }
 
-int merge_only(const RunOptions& options) {
-  const std::string& dir = options.chunks;
+}  // namespace
+
+void merge_chunks(const std::string& dir, const std::string& output) {
   ChunkManifest m = read_manifest(dir);
   ResultStream total;
   start_result_stream(total);
@@ -197,11 +203,9 @@ int merge_only(const RunOptions& options) {
     if (status != "ok\n") fail_run("talvon-run: " + chunk + " " + status.substr(0, status.size() - 1));
     add_results(total, read_chunk_results(folder, chunk));
   }
-  write_results(options.output, total, labels_source(dir, m));
-  return 0;
+  write_results(output, total, labels_source(dir, m));
 }
 
-}  // namespace
 
 int run_valuation(const RunOptions& options) {
   guard_run();
@@ -211,9 +215,10 @@ int run_valuation(const RunOptions& options) {
     case Step::value_chunk:
       return value_chunk_only(options);
     case Step::merge:
-      return merge_only(options);
+      merge_chunks(options.chunks, options.output);
+      return 0;
     case Step::all:
       break;
   }
-  return run_whole(options);
+  return options.slurm ? run_on_slurm(options) : run_whole(options);
 }
