@@ -18,6 +18,7 @@
 #include "tools/run/run_dir.h"
 #include "tools/run/run_guard.h"
 #include "tools/run/slurm_job.h"
+#include "tools/run/talvon_child.h"
 #include "tools/run/valuation_run.h"
 
 namespace {
@@ -65,6 +66,7 @@ void wait_until_tasks_leave(const std::string& job) {
 void undo_submission() {
   if (!submitted.job.empty()) {
     cancel_job(submitted.job);
+    fprintf(stderr, "talvon-run: cancelled Slurm job %s\n", submitted.job.c_str());
     wait_until_tasks_leave(submitted.job);
     submitted.job.clear();
   }
@@ -220,6 +222,7 @@ void follow_job(const ChunkManifest& m, const std::string& folder, Progress& pro
   std::vector<Watch> watches(m.plan.chunks.size());
   size_t valued = 0, running = 0;
   long next_ask = 0, start = now_milliseconds();
+  std::string squeue_error;
   while (valued < watches.size()) {
     pause_for_signals(POLL_MILLISECONDS);
     long now = now_milliseconds();
@@ -229,8 +232,14 @@ void follow_job(const ChunkManifest& m, const std::string& folder, Progress& pro
       states = task_states(submitted.job);
       // squeue every 2 s at first, every 10 s after the first minute.
       next_ask = now + (now - start < 60000 ? 2000 : 10000);
-      if (!states.answered) fprintf(stderr, "talvon-run: squeue: %s\n", states.error.c_str());
       if (states.answered) running = 0;
+      // A controller out of reach is said once; the tasks may still finish.
+      if (!states.answered && states.error != squeue_error) {
+        clear_bar();
+        progress.shown.clear();
+        fprintf(stderr, "talvon-run: squeue: %s\n", states.error.c_str());
+      }
+      squeue_error = states.error;
     }
     for (size_t i = 0; i < watches.size(); i++) {
       Watch& watch = watches[i];
@@ -272,8 +281,8 @@ std::string batch_script_path() {
 }
 
 int run_on_slurm(const RunOptions& options) {
-  if (access((executable_dir() + "/talvon").c_str(), X_OK) != 0) {
-    die(("talvon-run: talvon is not beside talvon-run: " + executable_dir() + "/talvon").c_str());
+  if (access(talvon_path().c_str(), X_OK) != 0) {
+    die(("talvon-run: talvon is not beside talvon-run: " + talvon_path()).c_str());
   }
   atexit(undo_submission);
   std::string folder = make_chunk_folder(options);
