@@ -82,7 +82,7 @@ ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
   m.names = script_names(options.model, options.portfolio, options.run);
   long size = values_the_portfolio(run) ? options.chunk : 0;
   m.plan = split_portfolio(options.portfolio, size, dir, m.names.portfolio);
-  if (size > 0 && !m.plan.split) {
+  if (size > 0 && !m.plan.split && m.plan.balanced) {
     fprintf(stderr,
             "talvon-run: the policies of %s are not written as (\"policies\" (list ...)) in "
             "(define (portfolio) ...): valued as one program\n",
@@ -167,8 +167,8 @@ int value_chunk_only(const RunOptions& options) {
   check_talvon();
   std::string folder = options.chunks;
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-  std::string dir = std::filesystem::path(folder).parent_path().string();
-  if (dir.empty()) dir = ".";
+  std::filesystem::path parent = std::filesystem::path(folder).parent_path();
+  std::string dir = parent.empty() ? std::string(".") : parent.string();
   ChunkManifest m = read_manifest(dir);
   size_t index = chunk_index(folder, m, dir);
   for (const char* file : {"/status", "/cashflows.csv", "/reserves.csv"}) remove((folder + file).c_str());
@@ -189,12 +189,16 @@ int merge_only(const RunOptions& options) {
   for (size_t i = 0; i < m.plan.chunks.size(); i++) {
     std::string folder = chunk_folder(dir, i);
     std::string name = chunk_name(m, i);
-    std::string chunk = folder + (name.empty() ? "" : " (" + name + ")");
+    std::string chunk = folder + (name.empty() ? "" : ", " + name + ",");
     if (access((folder + "/status").c_str(), F_OK) != 0) {
       fail_run("talvon-run: " + chunk + " has not been valued");
     }
     std::string status = read_script(folder + "/status", "status of chunk");
-    if (status != "ok\n") fail_run("talvon-run: " + chunk + " " + status.substr(0, status.size() - 1));
+    if (status != "ok\n") {
+      std::string messages = status.substr(status.find('\n') + 1);
+      while (!messages.empty() && messages.back() == '\n') messages.pop_back();
+      fail_run("talvon-run: " + chunk + " failed:\n" + messages);
+    }
     add_results(total, read_chunk_results(folder, chunk));
   }
   write_results(options.output, total, labels_source(dir, m));
