@@ -14,10 +14,12 @@
 // Each chunked run's cashflows and reserves are compared with the whole
 // run's, where there is one, as the largest relative difference.
 //
-//   chunks_bench [--sizes 1000,10000,100000] [--chunks 1000] [--jobs N]
+//   chunks_bench [--sizes 1000,10000,100000] [--chunks 100,200,500,1000] [--jobs N]
 //                [--whole-max 20000] [--csv PATH] [--keep]
 //
-// --whole-max is the largest portfolio valued as one program: beyond about
+// Portfolios up to --whole-max policies are valued whole and with each
+// chunk size of --chunks; larger ones with talvon-run's default chunk size
+// only. --whole-max is the largest portfolio valued as one program: beyond about
 // 20,000 policies one program needs more memory than the machine has to
 // spare (1.5 GB at 20,000, growing faster than the portfolio).
 
@@ -41,13 +43,15 @@
 #include <thread>
 #include <vector>
 
+#include "tools/run/options.h"
+
 namespace {
 
 constexpr int SAMPLE_MILLISECONDS = 20;
 
 struct Options {
   std::vector<long> sizes = {1000, 10000, 100000};
-  std::vector<long> chunks = {1000};
+  std::vector<long> chunks = {100, DEFAULT_CHUNK, 500, 1000};
   int jobs = 0;  // talvon-run's default
   long whole_max = 20000;
   std::string csv;
@@ -229,7 +233,7 @@ std::string absolute(const char* path) {
   return resolved;
 }
 
-Options parse_options(int argc, char** argv) {
+Options bench_options(int argc, char** argv) {
   Options o;
   std::string exe = absolute("/proc/self/exe");
   o.build = exe.substr(0, exe.rfind("/bench/"));  // the bench programs live in <build>/bench
@@ -242,7 +246,7 @@ Options parse_options(int argc, char** argv) {
     else if (arg == "--whole-max" && has_value) o.whole_max = atol(argv[++i]);
     else if (arg == "--csv" && has_value) o.csv = argv[++i];
     else if (arg == "--keep") o.keep = true;
-    else fail("usage: chunks_bench [--sizes 1000,10000,100000] [--chunks 1000] [--jobs N] "
+    else fail("usage: chunks_bench [--sizes 1000,10000,100000] [--chunks 100,200,500,1000] [--jobs N] "
               "[--whole-max 20000] [--csv PATH] [--keep]");
   }
   if (o.csv.empty()) o.csv = o.source + "/bench/chunks.csv";
@@ -252,7 +256,7 @@ Options parse_options(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  Options o = parse_options(argc, argv);
+  Options o = bench_options(argc, argv);
   char top_template[] = "/tmp/talvon-chunks-bench-XXXXXX";
   if (mkdtemp(top_template) == nullptr) fail("mkdtemp");
   std::string top = top_template;
@@ -270,8 +274,10 @@ int main(int argc, char** argv) {
     write_text(dir + "/generate.tal",
                "(define (task) (generate " + std::to_string(policies) + " \"a.pf\" \"b.pf\"))\n");
     run_measured({run, "-q", "-o", dir, model, o.source + "/models/example/portfolio.tal", dir + "/generate.tal"}, dir);
+    // Beyond --whole-max only talvon-run's default chunk size.
     std::vector<long> chunks = o.chunks;
     if (policies <= o.whole_max) chunks.insert(chunks.begin(), 0);
+    else chunks = {DEFAULT_CHUNK};
     for (long chunk : chunks) {
       std::string out = dir + "/out" + std::to_string(chunk);
       std::vector<std::string> argv = {run, "-q", "--chunk", std::to_string(chunk), "-o", out};

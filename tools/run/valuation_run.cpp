@@ -129,16 +129,18 @@ int run_whole(const RunOptions& options) {
   for (size_t i = 0; i < m.plan.chunks.size(); i++) chunks.push_back(scheduled(options, dir, m, i));
   int jobs = options.jobs > 0 ? options.jobs : core_count();
   std::string keep_into = chunks.size() == 1 ? options.output : "";
-  std::vector<ChunkResult> results = value_chunks(chunks, jobs, display(options), keep_into);
-  if (!results[0].results_sent) {
-    int kept = results[0].kept_files;
-    if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
+  ResultStream total;
+  start_result_stream(total);
+  int kept = -1;  // files of a task without results
+  value_chunks(chunks, jobs, display(options), keep_into, [&](ChunkResult& result) {
+    if (result.results_sent) add_results(total, result.results);
+    else kept = result.kept_files;
+  });
+  if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
+  if (kept > 0) {
     printf("talvon wrote %d file%s into %s\n", kept, kept == 1 ? "" : "s", options.output.c_str());
     return 0;
   }
-  ResultStream total;
-  start_result_stream(total);
-  for (const ChunkResult& result : results) add_results(total, result.results);
   write_results(options.output, total, labels_source(dir, m));
   release_root(dir);
   return 0;
@@ -158,7 +160,8 @@ int write_chunks_only(const RunOptions& options) {
 // The chunk folder's place in the manifest of its parent.
 size_t chunk_index(const std::string& folder, const ChunkManifest& m, const std::string& dir) {
   for (size_t i = 0; i < m.plan.chunks.size(); i++) {
-    if (std::filesystem::equivalent(chunk_folder(dir, i), folder)) return i;
+    std::error_code error;
+    if (std::filesystem::equivalent(chunk_folder(dir, i), folder, error)) return i;
   }
   die(("talvon-run: " + folder + " is not a chunk listed in " + dir + "/chunks.txt").c_str());
 }
@@ -173,9 +176,11 @@ int value_chunk_only(const RunOptions& options) {
   size_t index = chunk_index(folder, m, dir);
   for (const char* file : {"/status", "/cashflows.csv", "/reserves.csv"}) remove((folder + file).c_str());
   set_status_file(folder + "/status");
-  std::vector<ChunkResult> results = value_chunks({scheduled(options, dir, m, index)}, 1, display(options), "");
-  if (!results[0].results_sent) fail_run("talvon-run: the chunk's task sent no results");
-  write_chunk_results(folder, results[0].results);
+  ChunkResult result;
+  value_chunks({scheduled(options, dir, m, index)}, 1, display(options), "",
+               [&](ChunkResult& finished) { result = std::move(finished); });
+  if (!result.results_sent) fail_run("talvon-run: the chunk's task sent no results");
+  write_chunk_results(folder, result.results);
   set_status_file("");
   write_text_file(folder + "/status", "ok\n");
   return 0;
