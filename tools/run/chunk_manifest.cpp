@@ -64,13 +64,16 @@ std::string chunk_name(const ChunkManifest& m, size_t index) {
   if (!m.plan.split || m.plan.chunks.size() < 2) return "";
   const ChunkRange& c = m.plan.chunks[index];
   char text[400];
-  snprintf(text, sizeof text, "chunk %zu of %zu: policies %ld to %ld, lines %ld to %ld of %s", index + 1,
-           m.plan.chunks.size(), c.first_policy, c.last_policy, c.first_line, c.last_line,
-           base_name(m.portfolio).c_str());
-  std::string name = text;
-  if (c.line_shift != 0) {
-    name += " (talvon's line numbers in this chunk's policies are " + std::to_string(c.line_shift) +
-            " lower than there)";
+  if (c.first_policy == c.last_policy) {
+    snprintf(text, sizeof text, "chunk %zu of %zu (policy %ld, lines %ld to %ld of %s", index + 1,
+             m.plan.chunks.size(), c.first_policy, c.first_line, c.last_line, base_name(m.portfolio).c_str());
+  } else {
+    snprintf(text, sizeof text, "chunk %zu of %zu (policies %ld to %ld, lines %ld to %ld of %s", index + 1,
+             m.plan.chunks.size(), c.first_policy, c.last_policy, c.first_line, c.last_line,
+             base_name(m.portfolio).c_str());
   }
+  std::string name = text;
+  if (c.line_shift != 0) name += "; talvon's line numbers in its policies are " + std::to_string(c.line_shift) + " lower";
+  name += ")";
   return name;
 }

@@ -39,9 +39,10 @@ void show(const std::string& line, std::string& shown) {
 
 }  // namespace
 
-std::vector<ChunkResult> value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs,
-                                      bool display, const std::string& keep_into) {
-  std::vector<ChunkResult> results(chunks.size());
+void value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs, bool display,
+                  const std::string& keep_into, const std::function<void(ChunkResult&)>& take) {
+  std::vector<std::unique_ptr<ChunkResult>> waiting(chunks.size());
+  size_t taken = 0;
   std::vector<Running> running;
   size_t next = 0, finished = 0;
   long finished_weight = 0;
@@ -63,13 +64,16 @@ std::vector<ChunkResult> value_chunks(const std::vector<ScheduledChunk>& chunks,
         continue;
       }
       size_t index = running[i].index;
-      results[index] = finish_chunk(*running[i].job, keep_into);
+      waiting[index] = std::make_unique<ChunkResult>(finish_chunk(*running[i].job, keep_into));
       finished++;
       finished_weight += chunks[index].weight;
       running.erase(running.begin() + static_cast<long>(i));
     }
+    for (; taken < chunks.size() && waiting[taken] != nullptr; taken++) {
+      take(*waiting[taken]);
+      waiting[taken].reset();
+    }
     if (display) show(bar_line(chunks, running, finished, finished_weight), shown);
   }
   clear_bar();
-  return results;
 }

@@ -3,6 +3,7 @@
 // ends the run, and with it every other talvon (see run_guard).
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,8 @@ struct ScheduledChunk {
   long weight = 1;   // its share of the progress bar (its policies)
 };
 
-// The results in chunk order, whatever order the chunks finished in.
-std::vector<ChunkResult> value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs,
-                                      bool display, const std::string& keep_into);
+// Hands each chunk's results to `take` in chunk order, whatever order the
+// chunks finish in, so that results are added in the same order every time
+// and only the few finished out of order wait in memory.
+void value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs, bool display,
+                  const std::string& keep_into, const std::function<void(ChunkResult&)>& take);

@@ -271,10 +271,13 @@ ChunkPlan split_portfolio(const std::string& path, long chunk_size, const std::s
   if (ferror(in) != 0) pdie(("talvon-run: cannot read the portfolio " + path).c_str());
   fclose(in);
   if (s.out != nullptr) close_out(s.out, s.out_path);
+  s.plan.balanced = s.stack.size() == 1 && s.lex != Lex::string;
   if (s.plan.chunks.empty()) {  // no policies list, or an empty one
     make_folder(chunk_folder(dir, 0));
     write_whole(chunk_folder(dir, 0) + "/" + name, s.prefix + s.suffix);
+    if (s.found) write_whole(dir + "/outline.tal", s.prefix + s.suffix);
     whole.split = s.found;
+    whole.balanced = s.plan.balanced;
     return whole;
   }
   for (size_t i = 0; i < s.plan.chunks.size(); i++) {

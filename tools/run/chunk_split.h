@@ -20,6 +20,7 @@ struct ChunkRange {
 
 struct ChunkPlan {
   bool split = false;     // the policies list was found
+  bool balanced = false;  // the script ends outside strings and lists
   long policies = 0;
   std::vector<ChunkRange> chunks;
 };

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 #include "driver/diagnostics.h"
 #include "tools/run/run_guard.h"
@@ -206,7 +207,7 @@ ChunkResult finish_chunk(ChunkJob& job, const std::string& keep_into) {
   result.results_sent = job.result.connected;
   if (result.results_sent) {
     require_complete_results(job.result_stream);
-    result.results = job.result_stream;
+    result.results = std::move(job.result_stream);
   } else if (!keep_into.empty()) {
     result.kept_files = keep_generated_files(job.dir.work, keep_into, {job.names.model, job.names.portfolio, job.names.run});
   }

@@ -36,7 +36,7 @@ const char* const USAGE =
     "  -q, --quiet       no progress display\n"
     "  -j, --jobs N      value up to N chunks at once (default: the number of\n"
     "                    cores)\n"
-    "  --chunk K         at most K policies a chunk (default: 1000); 0 values\n"
+    "  --chunk K         at most K policies a chunk (default: 200); 0 values\n"
     "                    the portfolio as one program\n"
     "  -h, --help        this text\n"
     "\n"

@@ -7,7 +7,9 @@
 // The whole run, or one of its steps alone, for batches driven elsewhere.
 enum class Step { all, write_chunks, value_chunk, merge };
 
-constexpr long DEFAULT_CHUNK = 1000;
+// Measured with scripts/bench (bench/README.md): smaller programs compile
+// and run faster per policy, until starting talvon dominates.
+constexpr long DEFAULT_CHUNK = 200;
 
 struct RunOptions {
   std::string model;

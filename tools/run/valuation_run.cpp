@@ -85,7 +85,7 @@ ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
   m.names = script_names(options.model, options.portfolio, options.run);
   long size = values_the_portfolio(run) ? options.chunk : 0;
   m.plan = split_portfolio(options.portfolio, size, dir, m.names.portfolio);
-  if (size > 0 && !m.plan.split) {
+  if (size > 0 && !m.plan.split && m.plan.balanced) {
     fprintf(stderr,
             "talvon-run: the policies of %s are not written as (\"policies\" (list ...)) in "
             "(define (portfolio) ...): valued as one program\n",
@@ -134,16 +134,18 @@ int run_whole(const RunOptions& options) {
   for (size_t i = 0; i < m.plan.chunks.size(); i++) chunks.push_back(scheduled(options, dir, m, i));
   int jobs = options.jobs > 0 ? options.jobs : core_count();
   std::string keep_into = chunks.size() == 1 ? options.output : "";
-  std::vector<ChunkResult> results = value_chunks(chunks, jobs, display(options), keep_into);
-  if (!results[0].results_sent) {
-    int kept = results[0].kept_files;
-    if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
+  ResultStream total;
+  start_result_stream(total);
+  int kept = -1;  // files of a task without results
+  value_chunks(chunks, jobs, display(options), keep_into, [&](ChunkResult& result) {
+    if (result.results_sent) add_results(total, result.results);
+    else kept = result.kept_files;
+  });
+  if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
+  if (kept > 0) {
     printf("talvon wrote %d file%s into %s\n", kept, kept == 1 ? "" : "s", options.output.c_str());
     return 0;
   }
-  ResultStream total;
-  start_result_stream(total);
-  for (const ChunkResult& result : results) add_results(total, result.results);
   write_results(options.output, total, labels_source(dir, m));
   release_root(dir);
   return 0;
@@ -163,7 +165,8 @@ int write_chunks_only(const RunOptions& options) {
 // The chunk folder's place in the manifest of its parent.
 size_t chunk_index(const std::string& folder, const ChunkManifest& m, const std::string& dir) {
   for (size_t i = 0; i < m.plan.chunks.size(); i++) {
-    if (std::filesystem::equivalent(chunk_folder(dir, i), folder)) return i;
+    std::error_code error;
+    if (std::filesystem::equivalent(chunk_folder(dir, i), folder, error)) return i;
   }
   die(("talvon-run: " + folder + " is not a chunk listed in " + dir + "/chunks.txt").c_str());
 }
@@ -172,15 +175,17 @@ int value_chunk_only(const RunOptions& options) {
   check_talvon();
   std::string folder = options.chunks;
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-  std::string dir = std::filesystem::path(folder).parent_path().string();
-  if (dir.empty()) dir = ".";
+  std::filesystem::path parent = std::filesystem::path(folder).parent_path();
+  std::string dir = parent.empty() ? std::string(".") : parent.string();
   ChunkManifest m = read_manifest(dir);
   size_t index = chunk_index(folder, m, dir);
   for (const char* file : {"/status", "/cashflows.csv", "/reserves.csv"}) remove((folder + file).c_str());
   set_status_file(folder + "/status");
-  std::vector<ChunkResult> results = value_chunks({scheduled(options, dir, m, index)}, 1, display(options), "");
-  if (!results[0].results_sent) fail_run("talvon-run: the chunk's task sent no results");
-  write_chunk_results(folder, results[0].results);
+  ChunkResult result;
+  value_chunks({scheduled(options, dir, m, index)}, 1, display(options), "",
+               [&](ChunkResult& finished) { result = std::move(finished); });
+  if (!result.results_sent) fail_run("talvon-run: the chunk's task sent no results");
+  write_chunk_results(folder, result.results);
   set_status_file("");
   write_text_file(folder + "/status", "ok\n");
   return 0;
@@ -195,12 +200,16 @@ void merge_chunks(const std::string& dir, const std::string& output) {
   for (size_t i = 0; i < m.plan.chunks.size(); i++) {
     std::string folder = chunk_folder(dir, i);
     std::string name = chunk_name(m, i);
-    std::string chunk = folder + (name.empty() ? "" : " (" + name + ")");
+    std::string chunk = folder + (name.empty() ? "" : ", " + name + ",");
     if (access((folder + "/status").c_str(), F_OK) != 0) {
       fail_run("talvon-run: " + chunk + " has not been valued");
     }
     std::string status = read_script(folder + "/status", "status of chunk");
-    if (status != "ok\n") fail_run("talvon-run: " + chunk + " " + status.substr(0, status.size() - 1));
+    if (status != "ok\n") {
+      std::string messages = status.substr(status.find('\n') + 1);
+      while (!messages.empty() && messages.back() == '\n') messages.pop_back();
+      fail_run("talvon-run: " + chunk + " failed:\n" + messages);
+    }
     add_results(total, read_chunk_results(folder, chunk));
   }
   write_results(output, total, labels_source(dir, m));
