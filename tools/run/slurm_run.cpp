@@ -172,7 +172,7 @@ void show_progress(Progress& p, const ChunkManifest& m, const std::vector<Watch>
 
 std::string chunk_label(const ChunkManifest& m, const std::string& folder, size_t index) {
   std::string name = chunk_name(m, index);
-  return chunk_folder(folder, index) + (name.empty() ? "" : " (" + name + ")");
+  return name.empty() ? chunk_folder(folder, index) : name + " in " + chunk_folder(folder, index);
 }
 
 std::string task_name(size_t index) { return submitted.job + "_" + std::to_string(index + 1); }
