@@ -109,7 +109,7 @@ case "$case" in
     scancel "${job}_$task"
     wait "$run_pid" || status=$?
     [ "$status" -eq 1 ] || fail "exit status $status, not 1: $(cat stderr)"
-    grep -q -E "^talvon-run: Slurm task ${job}_$task ended CANCELLED (on|without valuing) chunk $task of 6 .* in .*/000$task\$" \
+    grep -q -E "^talvon-run: Slurm task ${job}_$task ended CANCELLED (on|without valuing) chunk $task of 6 (.* )?in .*/000$task\$" \
       stderr || fail "no message for task $task: $(cat stderr)"
     nothing_left
     ;;

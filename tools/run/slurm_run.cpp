@@ -201,9 +201,14 @@ std::string final_state(size_t index) {
   while (!said.empty() && said.back() == '\n') said.pop_back();
   std::string log = chunk_folder(folder, index) + "/slurm.out";
   std::string how = state.empty() || !task_finished(state) ? "ended" : "ended " + state;
+  // The task's own messages name the chunk in full already.
+  std::string chunk = status.empty() ? chunk_label(m, folder, index)
+                                     : "chunk " + std::to_string(index + 1) + " of " +
+                                           std::to_string(m.plan.chunks.size()) + " in " +
+                                           chunk_folder(folder, index);
   std::string message = (said.empty() ? "" : said + "\n") + "talvon-run: Slurm task " + task_name(index) +
-                        " " + how + (status.empty() ? " without valuing " : " on ") +
-                        chunk_label(m, folder, index) + "\ntalvon-run: the task's log: " + log;
+                        " " + how + (status.empty() ? " without valuing " : " on ") + chunk +
+                        "\ntalvon-run: the task's log: " + log;
   if (status.empty()) message += "\n" + log_tail(log);
   while (message.back() == '\n') message.pop_back();
   submitted.keep_folder = true;
