@@ -64,7 +64,7 @@ void wait_until_tasks_leave(const std::string& job) {
 }
 
 void undo_submission() {
-  if (!submitted.job.empty()) {
+  if (!submitted.job.empty() && job_has_live_tasks(submitted.job)) {
     cancel_job(submitted.job);
     fprintf(stderr, "talvon-run: cancelled Slurm job %s\n", submitted.job.c_str());
     wait_until_tasks_leave(submitted.job);
