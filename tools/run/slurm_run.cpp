@@ -295,6 +295,7 @@ int run_on_slurm(const RunOptions& options) {
   ChunkManifest m = write_chunks(options, folder);
   size_t count = m.plan.chunks.size();
   JobArray array = job_array(options, folder, count);
+  pause_for_signals(0);  // an interrupt while the chunks were written
   submitted.job = submit_job_array(array);
   Progress progress;
   progress.display = !options.quiet && isatty(2);
@@ -306,6 +307,7 @@ int run_on_slurm(const RunOptions& options) {
   follow_job(m, folder, progress);
   wait_until_tasks_leave(submitted.job);
   submitted.job.clear();
+  submitted.keep_folder = true;  // should a chunk's results not read back
   merge_chunks(folder, options.output);
   remove_tree(folder);
   submitted.folder.clear();
