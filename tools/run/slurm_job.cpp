@@ -33,7 +33,9 @@ std::string submit_job_array(const JobArray& array) {
   bool numeric = !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;
   if (result.status != 0 || !numeric) {
     std::string said = trimmed(result.err + result.out);
-    die(("talvon-run: sbatch did not submit the job array" + (said.empty() ? "" : ":\n" + said)).c_str());
+    die(("talvon-run: sbatch did not submit the job array of " + std::to_string(array.tasks) + " tasks" +
+         (said.empty() ? "" : ":\n" + said))
+            .c_str());
   }
   return id;
 }
