@@ -212,6 +212,29 @@ std::string csv_row(const Measured& m) {
   return line;
 }
 
+// The goals, against the runs with talvon-run's default chunk.
+std::string goals(const std::vector<Measured>& runs) {
+  std::string text;
+  char line[240];
+  for (const Measured& chunked : runs) {
+    if (chunked.chunk != DEFAULT_CHUNK) continue;
+    for (const Measured& whole : runs) {
+      if (whole.policies != chunked.policies || whole.chunk != 0 || chunked.policies < 10000) continue;
+      double share = chunked.wall_s / whole.wall_s;
+      snprintf(line, sizeof line, "%ld policies: chunked %.1f s is %.2f of whole %.1f s (goal: at most 1/3): %s\n",
+               chunked.policies, chunked.wall_s, share, whole.wall_s, share <= 1.0 / 3 ? "met" : "NOT met");
+      text += line;
+    }
+    if (chunked.policies >= 100000) {
+      bool met = chunked.wall_s < 120 && chunked.peak_kib < 2L * 1024 * 1024;
+      snprintf(line, sizeof line, "%ld policies: %.1f s, %ld MiB at the peak (goal: under 120 s and 2048 MiB): %s\n",
+               chunked.policies, chunked.wall_s, chunked.peak_kib / 1024, met ? "met" : "NOT met");
+      text += line;
+    }
+  }
+  return text;
+}
+
 // ---- Command line ----
 
 std::vector<long> parse_list(const char* text) {
@@ -294,7 +317,8 @@ int main(int argc, char** argv) {
     }
   }
   getloadavg(load, 3);
-  printf("%s\nload average at the end: %.2f %.2f %.2f\n", table(all).c_str(), load[0], load[1], load[2]);
+  printf("%s\n%s\nload average at the end: %.2f %.2f %.2f\n", table(all).c_str(), goals(all).c_str(), load[0],
+         load[1], load[2]);
   write_text(o.csv, csv);
   printf("wrote %s\n", o.csv.c_str());
   if (!o.keep) {

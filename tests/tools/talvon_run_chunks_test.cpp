@@ -185,3 +185,32 @@ TEST(TalvonRunChunksTest, InterruptEndsEveryChunk) {
 }
 
 }  // namespace
+
+// Merging needs every chunk valued, and names the one that is not.
+TEST(TalvonRunChunksDeathTest, MergeNamesAChunkNotValued) {
+  TempDir tmp, dir;
+  write_file(dir.file("p.tal"), three_policies());
+  Outcome o = run_program(command(tmp.path, {"--write-chunks", dir.file("c"), "--chunk", "2", MODEL, dir.file("p.tal")}));
+  EXPECT_EQ(o.out, "2 chunks of 3 policies in " + dir.file("c") + "\n");
+  write_file(dir.file("c/0001/status"), "failed\ntalvon's message\n");
+  std::string chunk_1 = dir.file("c/0001") + ", chunk 1 of 2 (policies 1 to 2, lines 75 to 226 of p.tal),";
+  struct Case {
+    std::vector<std::string> args;
+    std::string err;
+  } cases[] = {
+      {{"--merge", dir.file("c"), "-o", dir.file("out")}, "talvon-run: " + chunk_1 + " failed:\ntalvon's message\n"},
+      {{"--merge", dir.file("c/0001")}, "talvon-run: no chunk list " + dir.file("c/0001") + "/chunks.txt: not made by talvon-run --write-chunks\n"},
+      {{"--write-chunks", dir.file("c"), MODEL, dir.file("p.tal")}, "talvon-run: " + dir.file("c") + " is not empty\n"},
+      {{"--chunk", "-1", MODEL, dir.file("p.tal")}, "talvon-run: option --chunk needs a whole number from 0, not -1 (see talvon-run --help)\n"},
+  };
+  for (const Case& c : cases) {
+    o = run_program(command(tmp.path, c.args));
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.err, c.err);
+  }
+  std::filesystem::remove(dir.file("c/0001/status"));
+  o = run_program(command(tmp.path, {"--merge", dir.file("c"), "-o", dir.file("out")}));
+  EXPECT_EQ(o.err, "talvon-run: " + chunk_1 + " has not been valued\n");
+  EXPECT_FALSE(std::filesystem::exists(dir.file("out")));
+  expect_clean(tmp.path);
+}

@@ -118,15 +118,12 @@ bool open_sources(const ChunkJob& job) {
 }  // namespace
 
 void start_chunk(ChunkJob& job, const ChunkInput& input) {
-  std::string model = read_script(input.folder + "/" + input.names.model, "model");
-  std::string portfolio = read_script(input.folder + "/" + input.names.portfolio, "portfolio");
-  std::string run = read_script(input.folder + "/" + input.names.run, "run script");
   job.names = input.names;
   job.dir = make_run_dir(input.socket);
   guard_root(job.dir.root);
-  write_scrambled_script(job.dir, input.names.model, model);
-  write_scrambled_script(job.dir, input.names.portfolio, portfolio);
-  write_scrambled_script(job.dir, input.names.run, run);
+  copy_scrambled_script(job.dir, input.names.model, input.folder + "/" + input.names.model, "model");
+  copy_scrambled_script(job.dir, input.names.portfolio, input.folder + "/" + input.names.portfolio, "portfolio");
+  copy_scrambled_script(job.dir, input.names.run, input.folder + "/" + input.names.run, "run script");
   if (!input.conf.empty()) link_conf(job.dir, input.conf);
 
   start_progress_stream(job.progress_stream);

@@ -117,8 +117,12 @@ RunOptions parse_options(int argc, char** argv) {
       options.conf = arg.substr(7);
     } else if (arg == "-j" || arg == "--jobs") {
       options.jobs = static_cast<int>(number_value(arg, option_value(argc, argv, i), 1));
+    } else if (arg.rfind("--jobs=", 0) == 0) {
+      options.jobs = static_cast<int>(number_value("--jobs", arg.substr(7), 1));
     } else if (arg == "--chunk") {
       options.chunk = number_value(arg, option_value(argc, argv, i), 0);
+    } else if (arg.rfind("--chunk=", 0) == 0) {
+      options.chunk = number_value("--chunk", arg.substr(8), 0);
     } else if (arg == "--write-chunks" || arg == "--value-chunk" || arg == "--merge") {
       if (options.step != Step::all) bad_usage("only one of --write-chunks, --value-chunk and --merge");
       options.step = arg == "--merge" ? Step::merge : arg == "--write-chunks" ? Step::write_chunks : Step::value_chunk;

@@ -86,6 +86,7 @@ ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
   long size = values_the_portfolio(run) ? options.chunk : 0;
   m.plan = split_portfolio(options.portfolio, size, dir, m.names.portfolio);
   if (size > 0 && !m.plan.split && m.plan.balanced) {
+    clear_bar();
     fprintf(stderr,
             "talvon-run: the policies of %s are not written as (\"policies\" (list ...)) in "
             "(define (portfolio) ...): valued as one program\n",
@@ -129,7 +130,12 @@ int run_whole(const RunOptions& options) {
   std::string dir = temp_parent() + "/talvon-chunks-XXXXXX";
   if (mkdtemp(dir.data()) == nullptr) pdie(("talvon-run: mkdtemp " + dir).c_str());
   guard_root(dir);
+  if (display(options)) {
+    fputs("cutting the portfolio into chunks", stderr);
+    set_bar_shown(true);
+  }
   ChunkManifest m = write_chunks(options, dir);
+  clear_bar();
   std::vector<ScheduledChunk> chunks;
   for (size_t i = 0; i < m.plan.chunks.size(); i++) chunks.push_back(scheduled(options, dir, m, i));
   int jobs = options.jobs > 0 ? options.jobs : core_count();
