@@ -63,7 +63,10 @@ const char* const USAGE =
     "                       node sees, and talvon-run and tcc must be on every\n"
     "                       node at the same paths\n"
     "  --shared-dir DIR     where the chunk folder is made (default: the output\n"
-    "                       folder)\n";
+    "                       folder)\n"
+    "A task runs the batch script share/talvon/slurm/talvon-chunk.sbatch, which\n"
+    "sites also submit themselves with the steps above; see\n"
+    "share/doc/talvon/slurm.md.\n";
 
 [[noreturn]] static void bad_usage(const std::string& message) {
   die(("talvon-run: " + message + " (see talvon-run --help)").c_str());
