@@ -142,7 +142,7 @@ RunOptions parse_options(int argc, char** argv) {
   if (options.slurm && options.step != Step::all) bad_usage("--slurm runs the whole valuation, not one step");
   if (!options.slurm && !options.shared_dir.empty()) bad_usage("--shared-dir goes with --slurm");
   for (const std::string& option : options.sbatch) {
-    if (option == "-a" || option.rfind("--array", 0) == 0) {
+    if (option.rfind("-a", 0) == 0 || option.rfind("--array", 0) == 0) {
       bad_usage("sbatch's --array is talvon-run's own: one task a chunk");
     }
   }

@@ -221,7 +221,6 @@ void merge_chunks(const std::string& dir, const std::string& output) {
   write_results(output, total, labels_source(dir, m));
 }
 
-
 int run_valuation(const RunOptions& options) {
   guard_run();
   switch (options.step) {
