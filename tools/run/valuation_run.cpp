@@ -1,5 +1,6 @@
 #include "tools/run/valuation_run.h"
 
+#include <sched.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -113,7 +114,11 @@ ScheduledChunk scheduled(const RunOptions& options, const std::string& dir, cons
   return chunk;
 }
 
+// The cores this process may run on: under a batch system or in a
+// container that is fewer than the machine has.
 int core_count() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) == 0 && CPU_COUNT(&set) > 0) return CPU_COUNT(&set);
   long cores = sysconf(_SC_NPROCESSORS_ONLN);
   return cores > 0 ? static_cast<int>(cores) : 1;
 }
