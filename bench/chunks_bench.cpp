@@ -19,7 +19,7 @@
 //
 // Portfolios up to --whole-max policies are valued whole and with each
 // chunk size of --chunks; larger ones with talvon-run's default chunk size
-// only. --whole-max is the largest portfolio valued as one program: beyond about
+// only, unless --chunks is given. --whole-max is the largest portfolio valued as one program: beyond about
 // 20,000 policies one program needs more memory than the machine has to
 // spare (1.5 GB at 20,000, growing faster than the portfolio).
 
@@ -52,6 +52,7 @@ constexpr int SAMPLE_MILLISECONDS = 20;
 struct Options {
   std::vector<long> sizes = {1000, 10000, 100000};
   std::vector<long> chunks = {100, DEFAULT_CHUNK, 500, 1000};
+  bool chunks_given = false;
   int jobs = 0;  // talvon-run's default
   long whole_max = 20000;
   std::string csv;
@@ -264,7 +265,7 @@ Options bench_options(int argc, char** argv) {
     std::string arg = argv[i];
     bool has_value = i + 1 < argc;
     if (arg == "--sizes" && has_value) o.sizes = parse_list(argv[++i]);
-    else if (arg == "--chunks" && has_value) o.chunks = parse_list(argv[++i]);
+    else if (arg == "--chunks" && has_value) o.chunks = parse_list(argv[++i]), o.chunks_given = true;
     else if (arg == "--jobs" && has_value) o.jobs = atoi(argv[++i]);
     else if (arg == "--whole-max" && has_value) o.whole_max = atol(argv[++i]);
     else if (arg == "--csv" && has_value) o.csv = argv[++i];
@@ -297,10 +298,11 @@ int main(int argc, char** argv) {
     write_text(dir + "/generate.tal",
                "(define (task) (generate " + std::to_string(policies) + " \"a.pf\" \"b.pf\"))\n");
     run_measured({run, "-q", "-o", dir, model, o.source + "/models/example/portfolio.tal", dir + "/generate.tal"}, dir);
-    // Beyond --whole-max only talvon-run's default chunk size.
+    // Beyond --whole-max only talvon-run's default chunk size, unless the
+    // sizes were given.
     std::vector<long> chunks = o.chunks;
     if (policies <= o.whole_max) chunks.insert(chunks.begin(), 0);
-    else chunks = {DEFAULT_CHUNK};
+    else if (!o.chunks_given) chunks = {DEFAULT_CHUNK};
     for (long chunk : chunks) {
       std::string out = dir + "/out" + std::to_string(chunk);
       std::vector<std::string> argv = {run, "-q", "--chunk", std::to_string(chunk), "-o", out};

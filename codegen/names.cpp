@@ -30,3 +30,11 @@ const Cell* transitionProbName(const Cell* from, const Cell* to) {
 const Cell* weightName(const Cell* state) {
   return list2(symbol("weight_"), state);
 }
+
+const Cell* policyQuotientName(const Cell* record) {
+  return list2(symbol("quotient_ppa_"), aget_strict(record, symbol("policy")));
+}
+
+const Cell* policyDeltaName(const Cell* record) {
+  return list2(symbol("delta_ppa_"), aget_strict(record, symbol("policy")));
+}

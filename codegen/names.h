@@ -19,3 +19,7 @@ const Cell* fpStateProbName(const Cell* record, int32_t state);
 const Cell* transitionProbName(const Cell* from, const Cell* to);
 // (weight_ state): weight_active
 const Cell* weightName(const Cell* state);
+// (quotient_ppa_ policy) and (delta_ppa_ policy): the conversion that the
+// surrender block of the record's policy left, quotient_ppa_4, delta_ppa_4
+const Cell* policyQuotientName(const Cell* record);
+const Cell* policyDeltaName(const Cell* record);

@@ -122,3 +122,22 @@ void emitDeltaQuotient(int indent) {
   emitLine(indent, "delta_ppa=quotient_ppa*p_ppa;");
   emitBlankLine();
 }
+
+void emitPolicyConversionDeclarations(int indent, const Cell* record) {
+  declareDoubleInit(indent, policyQuotientName(record), integer(0));
+  declareDoubleInit(indent, policyDeltaName(record), integer(0));
+}
+
+void emitKeepPolicyConversion(int indent, const Cell* record) {
+  emitLine(indent, "// Keep them for this policy's blocks");
+  emitAssign(indent, policyQuotientName(record), symbol("quotient_ppa"));
+  emitAssign(indent, policyDeltaName(record), symbol("delta_ppa"));
+  emitBlankLine();
+}
+
+void emitLoadPolicyConversion(int indent, const Cell* record, int policyHasSurrender) {
+  emitLine(indent, "// The conversion of this policy");
+  emitAssign(indent, symbol("quotient_ppa"),
+             policyHasSurrender ? policyQuotientName(record) : integer(0));
+  emitAssign(indent, symbol("delta_ppa"), policyHasSurrender ? policyDeltaName(record) : integer(0));
+}

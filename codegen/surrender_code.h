@@ -37,3 +37,12 @@ void emitPpToFp(int indent, const Cell* record);
 
 // End of the surrender block: quotient_ppa and delta_ppa for later blocks.
 void emitDeltaQuotient(int indent);
+
+// In a portfolio of several policies each block converts with its own
+// policy's values, never another's: the surrender block keeps them in its
+// policy's copies, which start at 0, and every block with a free-policy side
+// loads them at its head, or 0 when its policy has no surrender block. A
+// block that runs before the surrender block thus reads last month's values.
+void emitPolicyConversionDeclarations(int indent, const Cell* record);
+void emitKeepPolicyConversion(int indent, const Cell* record);
+void emitLoadPolicyConversion(int indent, const Cell* record, int policyHasSurrender);

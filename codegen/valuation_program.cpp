@@ -19,19 +19,20 @@
 // ---- Policy product records ----
 
 static const Cell* makeRecord(int32_t id, const Cell* name, const Cell* weight, const Cell* def,
-                              const Cell* environment) {
-  return list5(cons(symbol("id"), integer(id)), cons(symbol("name"), name),
+                              const Cell* environment, int32_t policy) {
+  return list6(cons(symbol("id"), integer(id)), cons(symbol("name"), name),
                cons(symbol("weight"), weight), cons(symbol("def"), def),
-               cons(symbol("env"), environment));
+               cons(symbol("env"), environment), cons(symbol("policy"), integer(policy)));
 }
 
 const Cell* buildPolicyProducts(const Cell* portfolio, const Cell* products) {
   clearUsedAccounts();  // a new generation
   const Cell* records = nil();
   int32_t id = 0;
+  int32_t policyIndex = 0;
   const Cell* portfolioEnv = symbolize_keys(portfolio);
   for (const Cell* policies = aget_string(portfolio, "policies"); is_cons(policies);
-       policies = policies->pair.tail) {
+       policies = policies->pair.tail, policyIndex++) {
     const Cell* policy = policies->pair.head;
     const Cell* policyEnv = append(symbolize_keys(policy), portfolioEnv);
     for (const Cell* items = aget_string(policy, "products"); is_cons(items);
@@ -47,11 +48,12 @@ const Cell* buildPolicyProducts(const Cell* portfolio, const Cell* products) {
           const Cell* term = terms->pair.head;
           const Cell* termName = first(second(term));
           records =
-              cons(makeRecord(id++, termName, first(term), aget(products, termName), environment),
+              cons(makeRecord(id++, termName, first(term), aget(products, termName), environment,
+                              policyIndex),
                    records);
         }
       } else {
-        records = cons(makeRecord(id++, name, integer(1), def, environment), records);
+        records = cons(makeRecord(id++, name, integer(1), def, environment, policyIndex), records);
       }
     }
   }
@@ -120,14 +122,17 @@ int32_t expiryMonth(const Cell* expiry, const Cell* cdefs, const Cell* defs,
 // The months of the calculation program's loop.
 static const int MONTHS = 1440;
 
+// One bucket per month of the loop and one after them all: a record that
+// outlives the loop must come before one that expires in its last month,
+// whose goto would skip it there.
 const Cell* orderByExpiry(const Cell* records, const Cell* cdefs, const Cell* defs) {
-  std::vector<std::vector<const Cell*>> buckets(MONTHS);
+  std::vector<std::vector<const Cell*>> buckets(MONTHS + 1);
   for (; is_cons(records); records = records->pair.tail) {
     const Cell* record = records->pair.head;
     int32_t month = expiryMonth(aget_named(aget_named(record, "def"), "expiry"), cdefs, defs,
                                 aget_named(record, "env"));
     if (month < 0) month = 0;
-    if (month > MONTHS - 1) month = MONTHS - 1;
+    if (month > MONTHS) month = MONTHS;
     buckets[month].push_back(record);
   }
   // Built from the back: the lowest bucket ends the list.
@@ -155,6 +160,41 @@ int isAccountUsed(int x, int y) { return usedAccounts[x][y]; }
 double declarationProgress(int k, int n) { return 0.06 + 0.1 * k / n; }
 
 double monthBodyProgress(int k, int n) { return 0.16 + 0.5 * k / n; }
+
+// ---- Conversions per policy ----
+
+static int32_t recordPolicy(const Cell* record) {
+  return integer_value(aget_named(record, "policy"));
+}
+
+// By policy index, whether the policy has a surrender block, for records of
+// several policies. Empty for the records of one policy: its blocks share
+// quotient_ppa and delta_ppa with no copies, as they read its values anyway.
+static std::vector<char> policySurrenders(const Cell* records) {
+  std::vector<char> surrenders;
+  int several = FALSE;
+  for (const Cell* r = records; is_cons(r); r = r->pair.tail) {
+    int32_t policy = recordPolicy(r->pair.head);
+    if (policy != recordPolicy(records->pair.head)) several = TRUE;
+    if (policy >= static_cast<int32_t>(surrenders.size())) surrenders.resize(policy + 1, FALSE);
+    if (getsSurrenderBlock(r->pair.head)) surrenders[policy] = TRUE;
+  }
+  if (!several) surrenders.clear();
+  return surrenders;
+}
+
+// The copies of each policy with a surrender block, declared once.
+static void emitPolicyConversionsDeclarations(const Cell* records) {
+  std::vector<char> undeclared = policySurrenders(records);
+  if (undeclared.empty()) return;
+  for (const Cell* r = records; is_cons(r); r = r->pair.tail) {
+    if (!getsSurrenderBlock(r->pair.head) || !undeclared[recordPolicy(r->pair.head)]) continue;
+    undeclared[recordPolicy(r->pair.head)] = FALSE;
+    CellMark mark = mark_cells();
+    emitPolicyConversionDeclarations(2, r->pair.head);
+    release_cells(mark);
+  }
+}
 
 // ---- Declarations of main ----
 
@@ -275,6 +315,7 @@ void emitMainDeclarations(const Cell* records, const Cell* cdefs, const Cell* de
   emitLine(2, "double p_ppa;");
   emitLine(2, "double delta_ppa=0;");
   emitLine(2, "double quotient_ppa=0;");
+  emitPolicyConversionsDeclarations(records);
   emitBlankLine();
 
   int n = length(records);
@@ -309,7 +350,8 @@ static int32_t accountNumber(const Cell* value) {
   return account;
 }
 
-static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, const Cell* defs) {
+static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, const Cell* defs,
+                            const std::vector<char>& policySurrender) {
   const Cell* environment = aget_named(record, "env");
   const Cell* def = recordDef(record);
   const Cell* fpFraction = aget_string(aget_named(environment, "basis"), "free_policy_fraction");
@@ -325,6 +367,9 @@ static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, c
   emitTemplate1(indent, "if(t>=%) goto accumulate;",
                 integer(expiryMonth(aget_named(def, "expiry"), cdefs, defs, environment)));
   if (surrender) emitSecurePpa(indent, record);
+  if (freePolicy && !policySurrender.empty()) {
+    emitLoadPolicyConversion(indent, record, policySurrender[recordPolicy(record)]);
+  }
   emitStateComments(indent, nodeTuples, record);
 
   const Cell* accumulator =
@@ -359,6 +404,7 @@ static void emitRecordBlock(int indent, const Cell* record, const Cell* cdefs, c
                 integer(to));
   emitBlankLine();
   if (surrender) emitDeltaQuotient(indent);
+  if (surrender && !policySurrender.empty()) emitKeepPolicyConversion(indent, record);
 }
 
 void emitMonthBody(int indent, const Cell* records, const Cell* cdefs, const Cell* defs) {
@@ -368,12 +414,13 @@ void emitMonthBody(int indent, const Cell* records, const Cell* cdefs, const Cel
   emitBlankLine();
   int n = length(records);
   int k = 0;
+  std::vector<char> policySurrender = policySurrenders(records);
   for (const Cell* r = orderByExpiry(records, cdefs, defs); is_cons(r); r = r->pair.tail) {
     send_progress(monthBodyProgress(++k, n));
     if (getsNoCode(r->pair.head)) continue;
     // A block's C texts, names and terms are forgotten once written.
     CellMark mark = mark_cells();
-    emitRecordBlock(indent, r->pair.head, cdefs, defs);
+    emitRecordBlock(indent, r->pair.head, cdefs, defs, policySurrender);
     release_cells(mark);
   }
 }

@@ -15,8 +15,9 @@ constexpr int ACCOUNT_COUNT = 20;
 constexpr int32_t NEVER_EXPIRES = 1000000;
 
 // The records, newest first. A record is an association list with the
-// symbol keys id, name, weight, def and env. Starts a generation: clears
-// the used-account table and reports progress 0.0.
+// symbol keys id, name, weight, def, env and policy (the index of its
+// policy in the portfolio, from 0). Starts a generation: clears the
+// used-account table and reports progress 0.0.
 const Cell* buildPolicyProducts(const Cell* portfolio, const Cell* products);
 
 // TRUE when the record's name is the string "product_surrender".
@@ -31,7 +32,8 @@ int32_t expiryMonth(const Cell* expiry, const Cell* cdefs, const Cell* defs,
                     const Cell* environment);
 
 // The records in the order of their month blocks: latest expiry first,
-// records of one month in their given order.
+// those that outlive the loop all together before the rest, records of one
+// month in their given order.
 const Cell* orderByExpiry(const Cell* records, const Cell* cdefs, const Cell* defs);
 
 // The used-account table of one generation.

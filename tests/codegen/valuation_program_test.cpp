@@ -131,22 +131,24 @@ TEST(ExpiryDeathTest, MalformedExpiries) {
 TEST(ExpiryTest, BlocksRunLatestExpiryFirst) {
   Model m = runPasses(ALIVE +
                       "(product_definition (N) (= 0 0) 1.0)\n"
-                      "(product_definition (Y years) (< t (v_span (years2span years))) 1.0)\n");
+                      "(product_definition (Y years) (< t (v_span (years2span years))) 1.0)\n"
+                      "(product_definition (L) (< t (v_span (span 119 11))) 1.0)\n");
   auto withYears = [](const std::string& name, int years) {
     return product(name, " (\"years\" " + std::to_string(years) + ")");
   };
-  // Records newest first: ids 5, 4, 3, 2, 1, 0.
+  // Records newest first: ids 7, 6, ..., 0.
   const Cell* records = buildPolicyProducts(
-      evaluate(m,
-               portfolio({policy({withYears("Y", 2), product("N"), withYears("Y", 2),
-                                  withYears("Y", -1), withYears("Y", 0), withYears("Y", 200)})})),
+      evaluate(m, portfolio({policy({product("N"), withYears("Y", 2), product("N"), withYears("Y", 2),
+                                     withYears("Y", -1), withYears("Y", 0), withYears("Y", 200),
+                                     product("L")})})),
       m.products);
   const Cell* ordered = orderByExpiry(records, m.cdefs, m.defs);
   std::string ids;
   for (const Cell* r = ordered; is_cons(r); r = tail(r)) ids += field(head(r), "id") + " ";
-  // 200 years and never clamp to the last month, newest first; -1 year and
-  // 0 clamp to month 0.
-  EXPECT_EQ(ids, "5 1 2 0 4 3 ");
+  // 200 years and never outlive the loop and come before the record that
+  // expires in its last month (1439), newest first; -1 year and 0 share
+  // month 0.
+  EXPECT_EQ(ids, "6 2 0 7 3 1 5 4 ");
 }
 
 const std::string BASIS =
@@ -202,6 +204,8 @@ TEST(MainDeclarationsTest, SevenStateDropsSurrenderAndFreePolicySides) {
         emitted(false, [&] { emitMainDeclarations(records, m.cdefs, m.defs, m.states); });
     EXPECT_EQ(count(text, "double prob_product_"), more[0] ? 2u : 5u) << more;
     EXPECT_EQ(count(text, "_fp_state_"), more[0] ? 0u : 2u) << more;
+    // One policy's blocks need no copies of its conversion.
+    EXPECT_EQ(count(text, "quotient_ppa_"), 0u) << more;
   }
 }
 

@@ -74,7 +74,9 @@ TEST(TalvonRunChunksTest, ChunkedResultsEqualTheWholeProgram) {
   TempDir tmp, dir, by_function;
   write_file(dir.file("p.tal"), three_policies());
   write_file(by_function.file("p.tal"), policies_by_function(three_policies()));
-  Outcome o = run_program(command(tmp.path, {"-q", "--chunk", "0", "-o", dir.file("whole"), MODEL, dir.file("p.tal")}));
+  // Random policies with surrender products and free policies.
+  write_file(dir.file("gen.tal"), "(define (task) (generate 5 \"a.pf\" \"b.pf\"))\n");
+  Outcome o = run_program(command(tmp.path, {"-q", "-o", dir.path, MODEL, EXAMPLE, dir.file("gen.tal")}));
   ASSERT_EQ(o.status, 0) << o.err;
   struct Case {
     std::vector<std::string> options;
@@ -82,9 +84,12 @@ TEST(TalvonRunChunksTest, ChunkedResultsEqualTheWholeProgram) {
   } cases[] = {
       {{"--chunk", "1"}, dir.file("p.tal"), ""},
       {{"--chunk", "2", "--jobs", "1", "--socket"}, dir.file("p.tal"), ""},
+      {{"--chunk", "2"}, dir.file("b.pf"), ""},
       {{"--chunk", "1"}, by_function.file("p.tal"), NOT_A_LIST},
   };
   for (const Case& c : cases) {
+    o = run_program(command(tmp.path, {"-q", "--chunk", "0", "-o", dir.file("whole"), MODEL, c.portfolio}));
+    ASSERT_EQ(o.status, 0) << o.err;
     std::vector<std::string> args = c.options;
     args.insert(args.end(), {"-q", "-o", dir.file("out"), MODEL, c.portfolio});
     o = run_program(command(tmp.path, args));
@@ -104,6 +109,7 @@ TEST(TalvonRunChunksTest, ChunkedResultsEqualTheWholeProgram) {
     EXPECT_EQ(o.status, 0) << o.err;
   }
   EXPECT_EQ(read_file(dir.file("c/0001/status")), "ok\n");
+  o = run_program(command(tmp.path, {"-q", "--chunk", "0", "-o", dir.file("whole"), MODEL, dir.file("p.tal")}));
   expect_same_results(dir.file("whole"), dir.file("merged"));
   expect_clean(tmp.path);
 }

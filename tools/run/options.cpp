@@ -35,7 +35,7 @@ const char* const USAGE =
     "                    (default: the bundled models/conf)\n"
     "  -q, --quiet       no progress display\n"
     "  -j, --jobs N      value up to N chunks at once (default: the number of\n"
-    "                    cores)\n"
+    "                    cores talvon-run may use)\n"
     "  --chunk K         at most K policies a chunk (default: 200); 0 values\n"
     "                    the portfolio as one program\n"
     "  -h, --help        this text\n"

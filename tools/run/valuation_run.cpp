@@ -1,5 +1,6 @@
 #include "tools/run/valuation_run.h"
 
+#include <sched.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -108,25 +109,30 @@ std::string labels_source(const std::string& dir, const ChunkManifest& m) {
   return m.plan.split ? dir + "/outline.tal" : chunk_folder(dir, 0) + "/" + m.names.portfolio;
 }
 
-ScheduledChunk scheduled(const RunOptions& options, const std::string& dir, const ChunkManifest& m,
-                         size_t index) {
+ScheduledChunk scheduled(const RunOptions& options, const std::string& conf, const std::string& dir,
+                         const ChunkManifest& m, size_t index) {
   ScheduledChunk chunk;
-  chunk.input = ChunkInput{chunk_folder(dir, index), m.names, conf_folder(options), options.socket};
+  chunk.input = ChunkInput{chunk_folder(dir, index), m.names, conf, options.socket};
   chunk.name = chunk_name(m, index);
   const ChunkRange& range = m.plan.chunks[index];
   chunk.weight = range.last_policy - range.first_policy + 1;
   return chunk;
 }
 
+// The cores this process may run on: under a batch system or in a
+// container that is fewer than the machine has.
 int core_count() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) == 0 && CPU_COUNT(&set) > 0) return CPU_COUNT(&set);
   long cores = sysconf(_SC_NPROCESSORS_ONLN);
   return cores > 0 ? static_cast<int>(cores) : 1;
 }
 
 bool display(const RunOptions& options) { return !options.quiet && isatty(2); }
 
-int run_whole(const RunOptions& options) {
+int run_all_steps(const RunOptions& options) {
   check_talvon();
+  std::string conf = conf_folder(options);
   std::string dir = temp_parent() + "/talvon-chunks-XXXXXX";
   if (mkdtemp(dir.data()) == nullptr) pdie(("talvon-run: mkdtemp " + dir).c_str());
   guard_root(dir);
@@ -137,7 +143,7 @@ int run_whole(const RunOptions& options) {
   ChunkManifest m = write_chunks(options, dir);
   clear_bar();
   std::vector<ScheduledChunk> chunks;
-  for (size_t i = 0; i < m.plan.chunks.size(); i++) chunks.push_back(scheduled(options, dir, m, i));
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) chunks.push_back(scheduled(options, conf, dir, m, i));
   int jobs = options.jobs > 0 ? options.jobs : core_count();
   std::string keep_into = chunks.size() == 1 ? options.output : "";
   ResultStream total;
@@ -179,6 +185,7 @@ size_t chunk_index(const std::string& folder, const ChunkManifest& m, const std:
 
 int value_chunk_only(const RunOptions& options) {
   check_talvon();
+  std::string conf = conf_folder(options);
   std::string folder = options.chunks;
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
   std::filesystem::path parent = std::filesystem::path(folder).parent_path();
@@ -188,7 +195,7 @@ int value_chunk_only(const RunOptions& options) {
   for (const char* file : {"/status", "/cashflows.csv", "/reserves.csv"}) remove((folder + file).c_str());
   set_status_file(folder + "/status");
   ChunkResult result;
-  value_chunks({scheduled(options, dir, m, index)}, 1, display(options), "",
+  value_chunks({scheduled(options, conf, dir, m, index)}, 1, display(options), "",
                [&](ChunkResult& finished) { result = std::move(finished); });
   if (!result.results_sent) fail_run("talvon-run: the chunk's task sent no results");
   write_chunk_results(folder, result.results);
@@ -234,5 +241,5 @@ int run_valuation(const RunOptions& options) {
     case Step::all:
       break;
   }
-  return options.slurm ? run_on_slurm(options) : run_whole(options);
+  return options.slurm ? run_on_slurm(options) : run_all_steps(options);
 }
