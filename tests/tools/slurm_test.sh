@@ -5,7 +5,7 @@
 #
 # BIN holds talvon and talvon-run. CASE:
 #   same         300 policies in 6 tasks give every cashflow and reserve of
-#                the local run in the same chunks, to 1e-12 relative
+#                the local run as one program, to 1e-12 relative
 #   failed_task  one running task is cancelled: the run fails naming its
 #                task and chunk, the job is cancelled, no results are written
 #   interrupted  talvon-run gets SIGINT: exit 130, the job cancelled, the
@@ -96,7 +96,7 @@ nothing_left() {
 status=0
 case "$case" in
   same)
-    "$bin/talvon-run" -q --chunk 50 -o local "$model" "$portfolio" >/dev/null
+    "$bin/talvon-run" -q --chunk 0 -o local "$model" "$portfolio" >/dev/null
     "$bin/talvon-run" -q --slurm --chunk 50 --shared-dir "$work/shared" -o cluster "$model" "$portfolio" \
       >/dev/null
     [ "$(wc -l <cluster/cashflows.csv)" -gt 1440 ] || fail "too few cashflows"

@@ -289,6 +289,9 @@ int run_on_slurm(const RunOptions& options) {
   if (access(talvon_path().c_str(), X_OK) != 0) {
     die(("talvon-run: talvon is not beside talvon-run: " + talvon_path()).c_str());
   }
+  if (!options.conf.empty() && !std::filesystem::is_directory(options.conf)) {
+    die(("talvon-run: no table folder " + options.conf).c_str());
+  }
   atexit(undo_submission);
   std::string folder = make_chunk_folder(options);
   submitted.folder = folder;
