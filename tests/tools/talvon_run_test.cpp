@@ -16,52 +16,13 @@
 #include <thread>
 
 #include "support/process.h"
+#include "support/run_checks.h"
 
 namespace {
 
 const std::string MODEL = TALVON_SOURCE_DIR "/models/pension/model.tal";
 const std::string EXAMPLE = TALVON_SOURCE_DIR "/models/example/portfolio.tal";
 const std::string FAILED = "talvon-run: talvon ended the run with an error (exit status 1)\n";
-
-std::vector<std::string> command(const std::string& tmpdir, const std::vector<std::string>& args,
-                                  const std::string& exe = TALVON_RUN_EXE) {
-  std::vector<std::string> argv = {"/usr/bin/env", "TMPDIR=" + tmpdir, exe};
-  argv.insert(argv.end(), args.begin(), args.end());
-  return argv;
-}
-
-std::vector<std::string> entries(const std::string& dir) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
-    names.push_back(entry.path().filename().string());
-  }
-  return names;
-}
-
-// Processes whose working directory or command line lies under `path`.
-std::vector<std::string> processes_under(const std::string& path) {
-  std::vector<std::string> found;
-  DIR* proc = opendir("/proc");
-  while (dirent* entry = readdir(proc)) {
-    std::string pid = entry->d_name;
-    if (pid.find_first_not_of("0123456789") != std::string::npos) continue;
-    std::string cwd(4096, '\0');
-    ssize_t n = readlink(("/proc/" + pid + "/cwd").c_str(), cwd.data(), cwd.size());
-    cwd.resize(n > 0 ? static_cast<size_t>(n) : 0);
-    std::string cmdline = read_file("/proc/" + pid + "/cmdline");
-    if (cwd.rfind(path, 0) == 0 || cmdline.find(path) != std::string::npos) {
-      found.push_back(pid + " " + cwd);
-    }
-  }
-  closedir(proc);
-  return found;
-}
-
-// The run left nothing behind: no run directory, FIFO or process.
-void expect_clean(const std::string& tmpdir) {
-  EXPECT_EQ(entries(tmpdir), std::vector<std::string>{});
-  EXPECT_EQ(processes_under(tmpdir), std::vector<std::string>{});
-}
 
 size_t count_lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
@@ -184,6 +145,11 @@ TEST(TalvonRunDeathTest, BadCommandLines) {
       {{TALVON_SOURCE_DIR "/models", EXAMPLE},
        "talvon-run: cannot read the model " TALVON_SOURCE_DIR "/models: it is a folder, not a script\n"},
       {{"-", "-"}, "talvon-run: only one script can be read from standard input (see talvon-run --help)\n"},
+      {{"--slurm", "--merge", "d"},
+       "talvon-run: --slurm runs the whole valuation, not one step (see talvon-run --help)\n"},
+      {{"--shared-dir", "d", MODEL, EXAMPLE}, "talvon-run: --shared-dir goes with --slurm (see talvon-run --help)\n"},
+      {{"--slurm", MODEL, EXAMPLE, "--", "-p", "x", "--array=1-3"},
+       "talvon-run: sbatch's --array is talvon-run's own: one task a chunk (see talvon-run --help)\n"},
   };
   for (const Case& c : cases) {
     Outcome o = run_program(command(tmp.path, c.args));
