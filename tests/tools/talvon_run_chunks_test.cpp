@@ -37,6 +37,12 @@ std::string three_policies() {
          text.substr(woman);
 }
 
+// What the check says of it: its view names a flow that none of its
+// products books.
+std::string surrender_warning(const std::string& path) {
+  return path + ":10:4: warning: the view names the flow 2 -> 5 \"Surrender\", which no product books\n";
+}
+
 // The same policies given by a function of the portfolio's own.
 std::string policies_by_function(const std::string& text) {
   size_t list = text.find("(list", text.find("(\"policies\""));
@@ -82,10 +88,10 @@ TEST(TalvonRunChunksTest, ChunkedResultsEqualTheWholeProgram) {
     std::vector<std::string> options;
     std::string portfolio, err;
   } cases[] = {
-      {{"--chunk", "1"}, dir.file("p.tal"), ""},
-      {{"--chunk", "2", "--jobs", "1", "--socket"}, dir.file("p.tal"), ""},
+      {{"--chunk", "1"}, dir.file("p.tal"), surrender_warning(dir.file("p.tal"))},
+      {{"--chunk", "2", "--jobs", "1", "--socket"}, dir.file("p.tal"), surrender_warning(dir.file("p.tal"))},
       {{"--chunk", "2"}, dir.file("b.pf"), ""},
-      {{"--chunk", "1"}, by_function.file("p.tal"), NOT_A_LIST},
+      {{"--chunk", "1"}, by_function.file("p.tal"), NOT_A_LIST + surrender_warning(by_function.file("p.tal"))},
   };
   for (const Case& c : cases) {
     o = run_program(command(tmp.path, {"-q", "--chunk", "0", "-o", dir.file("whole"), MODEL, c.portfolio}));
@@ -127,27 +133,35 @@ const std::string CHUNK_2 =
     "policies are 155 lower)\n";
 
 // The first failure ends the run: talvon's message, the chunk, no results.
+// A product the model lacks is found by the check first, at the user's
+// line, before any chunk is valued.
 TEST(TalvonRunChunksDeathTest, AFailingChunkEndsTheRun) {
   TempDir tmp, dir, tools;
   std::string unknown_product = three_policies();
   unknown_product.replace(unknown_product.find("i01_016"), 7, "x99_999");
   // The second compiler run (the second chunk's, with one job) kills talvon.
   std::string killing = fake_compiler(tools, "mkdir " + tools.file("once") + " 2>/dev/null || kill -KILL $PPID");
+  std::string p = dir.file("p.tal");
   struct Case {
     std::string portfolio, path, err;
+    int status;
   } cases[] = {
       {unknown_product, "PATH=" + std::string(getenv("PATH")),
-       "()\nFile model/product_states.cpp line 15 character 0\nCannot find initial state\n"
-       "talvon-run: talvon ended the run with an error (exit status 1)\n" + CHUNK_2},
-      {three_policies(), killing, "talvon-run: talvon failed (exit status 137)\n" + CHUNK_2},
+       p + ":240:11: error: policy 3 (line 230), product 1 (line 239) \"x99_999\": the model defines no product "
+           "\"x99_999\"\ntalvon-run: the scripts do not fit together: 1 error; nothing was valued\n",
+       3},
+      {three_policies(), killing,
+       p + ":10:4: warning: the view names the flow 2 -> 5 \"Surrender\", which no product books\n"
+           "talvon-run: talvon failed (exit status 137)\n" + CHUNK_2,
+       1},
   };
   for (const Case& c : cases) {
-    write_file(dir.file("p.tal"), c.portfolio);
+    write_file(p, c.portfolio);
     std::vector<std::string> argv =
-        command(tmp.path, {"-q", "--chunk", "2", "--jobs", "1", "-o", dir.file("out"), MODEL, dir.file("p.tal")});
+        command(tmp.path, {"-q", "--chunk", "2", "--jobs", "1", "-o", dir.file("out"), MODEL, p});
     argv.insert(argv.begin() + 1, c.path);
     Outcome o = run_program(argv);
-    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.status, c.status);
     EXPECT_EQ(o.out, "");
     EXPECT_EQ(o.err, c.err);
     EXPECT_FALSE(std::filesystem::exists(dir.file("out")));
@@ -185,7 +199,7 @@ TEST(TalvonRunChunksTest, InterruptEndsEveryChunk) {
   waitpid(pid, &status, 0);
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_EQ(read_file(err_path), "talvon-run: interrupted\n");
+  EXPECT_EQ(read_file(err_path), surrender_warning(dir.file("p.tal")) + "talvon-run: interrupted\n");
   EXPECT_FALSE(std::filesystem::exists(dir.file("out")));
   expect_clean(tmp.path);
 }

@@ -52,7 +52,7 @@ void show(const std::string& line, std::string& shown) {
 }  // namespace
 
 void value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs, bool display,
-                  const std::string& keep_into, const std::function<void(ChunkResult&)>& take) {
+                  const std::string& keep_into, const std::function<void(ChunkResult&)>& take, PhaseClock* clock) {
   std::vector<std::unique_ptr<ChunkResult>> waiting(chunks.size());
   size_t taken = 0;
   std::vector<Running> running;
@@ -70,6 +70,9 @@ void value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs, bool disp
     std::vector<ChunkJob*> jobs_now;
     for (Running& r : running) jobs_now.push_back(r.job.get());
     serve_chunks(jobs_now, POLL_MILLISECONDS);
+    for (Running& r : running) {
+      if (clock != nullptr && r.index == 0) end_phases_by_progress(*clock, r.job->progress_stream.value);
+    }
     bool any_ended = false;
     for (ChunkJob* job : jobs_now) any_ended = any_ended || job->ended;
     if (!any_ended) gather();

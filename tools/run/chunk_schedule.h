@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/run/chunk_valuation.h"
+#include "tools/run/phase_clock.h"
 
 struct ScheduledChunk {
   ChunkInput input;
@@ -17,6 +18,9 @@ struct ScheduledChunk {
 
 // Hands each chunk's results to `take` in chunk order, whatever order the
 // chunks finish in, so that results are added in the same order every time
-// and only the few finished out of order wait in memory.
+// and only the few finished out of order wait in memory. With a `clock`,
+// the first chunk's progress ends its phases (the program written, then
+// compiled).
 void value_chunks(const std::vector<ScheduledChunk>& chunks, int jobs, bool display,
-                  const std::string& keep_into, const std::function<void(ChunkResult&)>& take);
+                  const std::string& keep_into, const std::function<void(ChunkResult&)>& take,
+                  PhaseClock* clock = nullptr);

@@ -149,7 +149,7 @@ ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
   }
   check_chunks(options, model, run, dir, m);
   write_manifest(dir, m);
-  end_phase(phase_clock, "cut and check");
+  end_phase(phase_clock, "prepare");
   return m;
 }
 
@@ -237,13 +237,13 @@ int run_all_steps(const RunOptions& options) {
   value_chunks(chunks, jobs, display(options), keep_into, [&](ChunkResult& result) {
     if (result.results_sent) add_results(total, result.results);
     else kept = result.kept_files;
-  });
+  }, &phase_clock);
   if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
   if (kept > 0) {
     printf("talvon wrote %d file%s into %s\n", kept, kept == 1 ? "" : "s", options.output.c_str());
     return 0;
   }
-  end_phase(phase_clock, "value");
+  end_phase(phase_clock, "run");
   write_results(options.output, run_facts(dir, m), total.pairs);
   release_root(dir);
   return 0;
@@ -293,7 +293,7 @@ int value_chunk_only(const RunOptions& options) {
 }  // namespace
 
 void merge_chunks(const std::string& dir, const std::string& output) {
-  if (!phase_clock.phases.empty()) end_phase(phase_clock, "value");  // since the chunks were cut here
+  if (!phase_clock.phases.empty()) end_phase(phase_clock, "run");  // since the chunks were cut here
   ChunkManifest m = read_manifest(dir);
   ResultStream total;
   start_result_stream(total);
@@ -319,7 +319,7 @@ void merge_chunks(const std::string& dir, const std::string& output) {
 int run_valuation(const RunOptions& options) {
   guard_run();
   run_started = utc_now();
-  start_phase_clock(phase_clock, !options.quiet && !isatty(2));
+  start_phase_clock(phase_clock, !options.quiet && !options.check_only && !isatty(2));
   bool writes_results = options.step == Step::all || options.step == Step::merge;
   if (writes_results && !options.check_only) prepare_output_folder(options.output);
   switch (options.step) {
