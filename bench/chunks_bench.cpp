@@ -87,41 +87,39 @@ void write_text(const std::string& path, const std::string& text) {
 
 // ---- The process tree ----
 
-// Parent and resident size of every process, from /proc.
-struct Process {
-  pid_t parent = 0;
-  long rss_kib = 0;
-};
-
-std::map<pid_t, Process> processes() {
-  std::map<pid_t, Process> all;
-  DIR* proc = opendir("/proc");
-  while (dirent* entry = readdir(proc)) {
-    if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
-    std::ifstream in(std::string("/proc/") + entry->d_name + "/status");
-    Process p;
-    std::string line;
-    while (std::getline(in, line)) {
-      if (line.rfind("PPid:", 0) == 0) p.parent = atoi(line.c_str() + 5);
-      if (line.rfind("VmRSS:", 0) == 0) p.rss_kib = atol(line.c_str() + 6);
-    }
-    all[atoi(entry->d_name)] = p;
+long rss_kib(pid_t pid) {
+  std::ifstream in("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.rfind("VmRSS:", 0) == 0) return atol(line.c_str() + 6);
   }
-  closedir(proc);
-  return all;
+  return 0;
 }
 
-// The resident memory of `root` and everything under it.
+// The children of every thread of a process.
+std::vector<pid_t> children(pid_t pid) {
+  std::vector<pid_t> found;
+  std::string tasks = "/proc/" + std::to_string(pid) + "/task";
+  DIR* dir = opendir(tasks.c_str());
+  if (dir == nullptr) return found;
+  while (dirent* entry = readdir(dir)) {
+    if (entry->d_name[0] == '.') continue;
+    std::ifstream in(tasks + "/" + entry->d_name + "/children");
+    for (pid_t child; in >> child;) found.push_back(child);
+  }
+  closedir(dir);
+  return found;
+}
+
+// The resident memory of `root` and everything under it, found through
+// the children lists rather than a scan of all /proc, which would cost
+// more than what it measures.
 long tree_rss_kib(pid_t root) {
-  std::map<pid_t, Process> all = processes();
   std::vector<pid_t> tree = {root};
   long sum = 0;
   for (size_t i = 0; i < tree.size(); i++) {
-    auto found = all.find(tree[i]);
-    if (found != all.end()) sum += found->second.rss_kib;
-    for (const auto& [pid, p] : all) {
-      if (p.parent == tree[i]) tree.push_back(pid);
-    }
+    sum += rss_kib(tree[i]);
+    for (pid_t child : children(tree[i])) tree.push_back(child);
   }
   return sum;
 }

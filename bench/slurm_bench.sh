@@ -20,6 +20,7 @@ work="$(mktemp -d)"
 cluster_was_up=yes
 "$top/scripts/slurm-cluster" status >/dev/null 2>&1 || cluster_was_up=""
 finish() {
+  cd /
   rm -rf "$work"
   [ -n "$cluster_was_up" ] || "$top/scripts/slurm-cluster" stop >/dev/null
 }
