@@ -2,6 +2,14 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+// The whole run, or one of its steps alone, for batches driven elsewhere.
+enum class Step { all, write_chunks, value_chunk, merge };
+
+// Measured with scripts/bench (bench/README.md): smaller programs compile
+// and run faster per policy, until starting talvon dominates.
+constexpr long DEFAULT_CHUNK = 200;
 
 struct RunOptions {
   std::string model;
@@ -13,6 +21,13 @@ struct RunOptions {
   bool quiet = false;       // no progress display
   bool strict = false;      // warnings of the check stop the run
   bool check_only = false;  // check the scripts, value nothing
+  int jobs = 0;             // talvon processes at once; 0: the number of cores
+  long chunk = DEFAULT_CHUNK;  // policies a chunk at most; 0: one program
+  Step step = Step::all;
+  std::string chunks;       // the chunk folder (or, to value, one chunk's)
+  bool slurm = false;       // the chunks as a Slurm job array
+  std::string shared_dir;   // where its chunks go; empty: the output folder
+  std::vector<std::string> sbatch;  // the user's sbatch options
 };
 
 extern const char* const USAGE;

@@ -88,3 +88,14 @@ std::string progress_line(double value, int months, int width) {
   }
   return line;
 }
+
+std::string chunks_progress_line(double fraction, size_t done, size_t running, size_t total,
+                                 int width) {
+  int filled = static_cast<int>(fraction * width + 0.5);
+  std::string line = "[";
+  for (int i = 0; i < width; i++) line += i < filled ? '#' : '.';
+  char tail[120];
+  snprintf(tail, sizeof tail, "] %3d%% chunks: %zu of %zu done, %zu at work",
+           static_cast<int>(fraction * 100.0 + 0.5), done, total, running);
+  return line + tail;
+}

@@ -31,3 +31,8 @@ double run_fraction(double value, int months);
 // One line of the progress display, without line end: a bar of `width`
 // cells, the percentage and the stage.
 std::string progress_line(double value, int months, int width);
+
+// The line for a run in chunks: the bar over all chunks (`fraction` of the
+// whole), then how many chunks are done and at work.
+std::string chunks_progress_line(double fraction, size_t done, size_t running, size_t total,
+                                 int width);

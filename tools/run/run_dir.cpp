@@ -7,10 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <vector>
 
+#include "core/reader.h"
 #include "driver/diagnostics.h"
+#include "platform/crt_rand.h"
 #include "tools/run/result_files.h"
-#include "tools/run/scramble.h"
 
 std::string temp_parent() {
   const char* tmpdir = getenv("TMPDIR");
@@ -62,6 +64,22 @@ ScriptNames script_names(const std::string& model, const std::string& portfolio,
   return names;
 }
 
+[[noreturn]] static void unreadable(const std::string& path, const char* what) {
+  std::string message = std::string("talvon-run: cannot read the ") + what + " " + path + ": " + strerror(errno);
+  die(message.c_str());
+}
+
+void check_readable(const std::string& path, const char* what) {
+  if (path == "-") return;
+  struct stat info;
+  if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+    die((std::string("talvon-run: cannot read the ") + what + " " + path + ": it is a folder, not a script").c_str());
+  }
+  FILE* file = fopen(path.c_str(), "rb");
+  if (file == nullptr) unreadable(path, what);
+  fclose(file);
+}
+
 std::string read_script(const std::string& path, const char* what) {
   std::string prefix = std::string("talvon-run: cannot read the ") + what + " " + path + ": ";
   struct stat info;
@@ -82,8 +100,26 @@ std::string read_script(const std::string& path, const char* what) {
   die((prefix + strerror(errno)).c_str());
 }
 
-void write_scrambled_script(const RunDir& dir, const std::string& name, const std::string& text) {
-  write_text_file(dir.work + "/" + name, scrambled(text, name.c_str()));
+void copy_scrambled_script(const RunDir& dir, const std::string& name, const std::string& from,
+                           const char* what) {
+  FILE* in = fopen(from.c_str(), "rb");
+  if (in == nullptr) unreadable(from, what);
+  std::string to = dir.work + "/" + name;
+  FILE* out = fopen(to.c_str(), "wb");
+  if (out == nullptr) pdie(("talvon-run: " + to).c_str());
+  crt_srand(scramble_seed(name.c_str()));
+  std::vector<char> buffer(1 << 20);
+  for (size_t n; (n = fread(buffer.data(), 1, buffer.size(), in)) > 0;) {
+    for (size_t i = 0; i < n; i++) buffer[i] = static_cast<char>((crt_rand() ^ static_cast<unsigned char>(buffer[i])) & 255);
+    fwrite(buffer.data(), 1, n, out);
+  }
+  bool failed = ferror(in) != 0;
+  fclose(in);
+  if (failed) {
+    errno = EIO;
+    unreadable(from, what);
+  }
+  if (ferror(out) != 0 || fclose(out) != 0) pdie(("talvon-run: " + to).c_str());
 }
 
 void link_conf(const RunDir& dir, const std::string& conf) {

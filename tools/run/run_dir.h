@@ -34,8 +34,14 @@ ScriptNames script_names(const std::string& model, const std::string& portfolio,
 // "talvon-run: cannot read the WHAT PATH: reason".
 std::string read_script(const std::string& path, const char* what);
 
-// Writes `text` scrambled as work/NAME.
-void write_scrambled_script(const RunDir& dir, const std::string& name, const std::string& text);
+// The same message for a script that cannot be opened, without reading it.
+void check_readable(const std::string& path, const char* what);
+
+// Copies the plain script at `from` scrambled into work/NAME, block by
+// block, however large it is. A script that cannot be read ends the run
+// with the message of read_script.
+void copy_scrambled_script(const RunDir& dir, const std::string& name, const std::string& from,
+                           const char* what);
 
 // Links work/conf to the table folder.
 void link_conf(const RunDir& dir, const std::string& conf);

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "tools/run/options.h"
 #include "tools/run/result_records.h"
 #include "tools/run/run_facts.h"
 

@@ -64,11 +64,12 @@ void become_subreaper() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
 void end_process_group(pid_t group, bool talvon_reaped) {
   if (group <= 0) return;
   int status;
-  bool children_left = !talvon_reaped || waitpid(-1, &status, WNOHANG) >= 0;
-  if (!children_left) return;
+  // Once talvon is reaped the group is killed only while a child of ours is
+  // left in it, so a group id given out again is never hit.
+  if (talvon_reaped && waitpid(-group, &status, WNOHANG) < 0) return;
   kill(-group, SIGKILL);
   for (;;) {
-    pid_t done = waitpid(-1, &status, 0);
+    pid_t done = waitpid(-group, &status, 0);
     if (done < 0 && errno == EINTR) continue;
     if (done < 0) break;
   }

@@ -26,7 +26,7 @@ TalvonChild start_talvon(const std::vector<std::string>& argv, const std::string
 // that ending the group can wait for every one of them.
 void become_subreaper();
 
-// Kills the whole process group and waits for every child that is left.
-// Once talvon itself has been reaped its group is killed only while some
-// child is left, so a group id that has been given out again is never hit.
+// Kills the whole process group and waits for every child of talvon-run
+// left in it; other groups go on. Once talvon itself has been reaped its
+// group is killed only while such a child is left.
 void end_process_group(pid_t group, bool talvon_reaped);

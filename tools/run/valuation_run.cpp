@@ -1,87 +1,39 @@
 #include "tools/run/valuation_run.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
+#include <sched.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
+#include "tools/run/chunk_manifest.h"
+#include "tools/run/chunk_merge.h"
 #include "tools/run/check_run.h"
-#include "tools/run/compile_failure.h"
+#include "tools/run/chunk_schedule.h"
 #include "tools/run/input_digest.h"
 #include "tools/run/output_folder.h"
-#include "tools/run/peer_owner.h"
 #include "tools/run/phase_clock.h"
 #include "tools/run/portfolio_facts.h"
-#include "tools/run/progress_records.h"
-#include "tools/run/result_records.h"
-#include "tools/run/run_dir.h"
+#include "tools/run/result_files.h"
+#include "tools/run/run_guard.h"
 #include "tools/run/run_outputs.h"
-#include "tools/run/talvon_child.h"
-#include "tools/run/talvon_fault.h"
+#include "tools/run/slurm_run.h"
 #include "talvon_version.h"
 
 namespace {
 
 const char* const DEFAULT_RUN_SCRIPT = "(define (task) (cashflow (portfolio)))\n";
-constexpr int BAR_WIDTH = 30;
-constexpr int POLL_MILLISECONDS = 100;
-// Once no writer is left every stream ends at the first read; this bounds
-// the wait for one that a stray process might still hold.
-constexpr int DRAIN_ROUNDS = 20;
+std::string run_started;  // UTC
+PhaseClock phase_clock;
 
-// What must be undone however the process ends: by exit, by die, or on a
-// signal.
-struct Active {
-  std::string root;
-  pid_t group = -1;
-  bool reaped = false;
-  bool bar_shown = false;
-};
-Active active;
-int signal_pipe[2] = {-1, -1};
-
-void clear_bar() {
-  if (!active.bar_shown) return;
-  fputs("\r\033[K", stderr);
-  fflush(stderr);
-  active.bar_shown = false;
-}
-
-void clean_up() {
-  clear_bar();
-  end_process_group(active.group, active.reaped);
-  active.group = -1;
-  remove_tree(active.root);
-  active.root.clear();
-}
-
-void on_signal(int number) {
-  int saved = errno;
-  unsigned char byte = static_cast<unsigned char>(number);
-  ssize_t ignored = write(signal_pipe[1], &byte, 1);
-  (void)ignored;
-  errno = saved;
-}
-
-void catch_signals() {
-  if (pipe2(signal_pipe, O_CLOEXEC | O_NONBLOCK) != 0) pdie("talvon-run: pipe");
-  struct sigaction action = {};
-  action.sa_handler = on_signal;
-  action.sa_flags = SA_RESTART;
-  sigemptyset(&action.sa_mask);
-  for (int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaction(number, &action, nullptr);
-  signal(SIGPIPE, SIG_IGN);
+void check_talvon() {
+  std::string talvon = talvon_path();
+  if (access(talvon.c_str(), X_OK) != 0) {
+    die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
+  }
 }
 
 // The conf/ tables: the option's, else the bundled ones beside the
@@ -91,7 +43,7 @@ std::string conf_folder(const RunOptions& options) {
     if (!std::filesystem::is_directory(options.conf)) {
       die(("talvon-run: no table folder " + options.conf).c_str());
     }
-    return options.conf;
+    return std::filesystem::absolute(options.conf).string();
   }
   std::string exe = executable_dir();
   for (const std::string& candidate : {exe + "/models/conf", exe + "/../share/talvon/models/conf"}) {
@@ -100,283 +52,286 @@ std::string conf_folder(const RunOptions& options) {
   return "";
 }
 
-// A byte source of the loop: a FIFO, a socket or one of talvon's streams.
-struct Source {
-  int fd = -1;
-  bool connected = false;  // a writer has been there
-};
-
-void close_source(Source& source) {
-  if (source.fd >= 0) close(source.fd);
-  source.fd = -1;
-}
-
-// Reads what is there. Gives false at the end of the stream.
-template <typename Take>
-bool read_available(Source& source, Take take) {
-  char buffer[65536];
-  for (;;) {
-    ssize_t n = read(source.fd, buffer, sizeof buffer);
-    if (n > 0) {
-      source.connected = true;
-      take(buffer, static_cast<size_t>(n));
+// Whether the run script's task is the cashflow of (portfolio), the one
+// task that adds up over chunks: its text without comments and with blanks
+// run together holds that definition.
+bool values_the_portfolio(const std::string& run) {
+  std::string plain;
+  bool comment = false, string = false;
+  for (char c : run) {
+    if (comment) {
+      comment = c != '\n';
       continue;
     }
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0 && errno == EAGAIN) return true;
-    if (n < 0) pdie("talvon-run: read");
-    return false;
+    if (c == '"') string = !string;
+    if (!string && c == ';') {
+      comment = true;
+      c = ' ';
+    }
+    if (c == '\n' || c == '\r') c = ' ';
+    if (c == ' ' && (plain.empty() || plain.back() == ' ' || plain.back() == '(')) continue;
+    if (c == ')' && !plain.empty() && plain.back() == ' ') plain.pop_back();
+    plain.push_back(c);
   }
+  return plain.find("(define (task) (cashflow (portfolio)))") != std::string::npos;
 }
 
-int open_fifo(const std::string& path) {
-  int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) pdie(("talvon-run: " + path).c_str());
-  return fd;
+std::string base_name(const std::string& path) {
+  size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-// A listening socket on a free loopback port.
-int listen_loopback(int& port) {
-  int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (fd < 0) pdie("talvon-run: socket");
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = 0;
-  socklen_t size = sizeof address;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), size) != 0) pdie("talvon-run: bind");
-  if (listen(fd, 1) != 0) pdie("talvon-run: listen");
-  if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    pdie("talvon-run: getsockname");
+// A chunk's lines to the user's: the script before the policies as it
+// is, its policies shifted to theirs, and the rest of the script shifted
+// to where it follows the last policy of the whole list.
+LineMap chunk_lines(const ChunkPlan& plan, size_t index) {
+  LineMap lines;
+  lines.segments.push_back({1, 0});
+  if (!plan.split || plan.policies == 0) return lines;
+  const ChunkRange& range = plan.chunks[index];
+  long next = index + 1 < plan.chunks.size() ? plan.chunks[index + 1].first_line : plan.suffix_line;
+  lines.segments.push_back({range.first_line - range.line_shift, range.line_shift});
+  long tail = next - range.line_shift;
+  lines.segments.push_back({tail, plan.suffix_line - tail});
+  return lines;
+}
+
+// The scripts checked against each other, one chunk after another in the
+// checker's process, so that the check holds one chunk at a time.
+void check_chunks(const RunOptions& options, const std::string& model, const std::string& run,
+                  const std::string& dir, const ChunkManifest& m) {
+  CheckInput input;
+  input.model_path = options.model;
+  input.model_text = model;
+  input.portfolio_path = options.portfolio;
+  input.run_path = options.run.empty() ? "(the default run script)" : options.run;
+  input.run_text = run;
+  input.strict = options.strict;
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) {
+    CheckChunk chunk;
+    chunk.path = chunk_folder(dir, i) + "/" + m.names.portfolio;
+    chunk.first_policy = m.plan.chunks[i].first_policy > 0 ? m.plan.chunks[i].first_policy : 1;
+    chunk.lines = chunk_lines(m.plan, i);
+    input.chunks.push_back(chunk);
   }
-  port = ntohs(address.sin_port);
-  return fd;
+  clear_bar();
+  check_scripts(input);
 }
 
-struct Channels {
-  Source progress, result, listener, out, err;
-  ProgressStream progress_stream;
-  ResultStream result_stream;
-  std::string talvon_out, talvon_err;
-};
+}  // namespace
 
-// Takes whatever the sources have; with `wait` the poll waits a little.
-void serve(Channels& c, int timeout) {
-  struct Watched {
-    Source* source;
-    short events;
+// Cuts the portfolio into `dir`, puts the model and the run script beside
+// every chunk, and checks the scripts chunk by chunk.
+ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
+  std::string model = read_script(options.model, "model");
+  std::string run = options.run.empty() ? DEFAULT_RUN_SCRIPT : read_script(options.run, "run script");
+  check_readable(options.portfolio, "portfolio");
+  ChunkManifest m;
+  auto absolute = [](const std::string& path) {
+    return path == "-" || path.empty() ? path : std::filesystem::absolute(path).string();
   };
-  Watched watched[] = {{&c.progress, POLLIN}, {&c.result, POLLIN}, {&c.listener, POLLIN},
-                       {&c.out, POLLIN},      {&c.err, POLLIN}};
-  pollfd fds[6];
-  int count = 0;
-  Watched* which[6];
-  for (Watched& w : watched) {
-    if (w.source->fd < 0) continue;
-    fds[count] = pollfd{w.source->fd, w.events, 0};
-    which[count++] = &w;
+  m.portfolio = absolute(options.portfolio);
+  m.model = absolute(options.model);
+  m.run = absolute(options.run);
+  m.names = script_names(options.model, options.portfolio, options.run);
+  long size = values_the_portfolio(run) ? options.chunk : 0;
+  m.plan = split_portfolio(options.portfolio, size, dir, m.names.portfolio);
+  if (size > 0 && !m.plan.split && m.plan.balanced) {
+    clear_bar();
+    fprintf(stderr,
+            "talvon-run: the policies of %s are not written as (\"policies\" (list ...)) in "
+            "(define (portfolio) ...): valued as one program\n",
+            base_name(options.portfolio).c_str());
   }
-  fds[count] = pollfd{signal_pipe[0], POLLIN, 0};
-  int ready = poll(fds, static_cast<nfds_t>(count + 1), timeout);
-  if (ready < 0 && errno != EINTR) pdie("talvon-run: poll");
-  if (ready <= 0) return;
-  for (int i = 0; i < count; i++) {
-    if (fds[i].revents == 0) continue;
-    Source& source = *which[i]->source;
-    if (&source == &c.listener) {
-      int fd = accept_own_connection(source.fd);
-      if (fd < 0) continue;  // none, or another user's: wait on
-      close_source(c.listener);
-      c.result = Source{fd, true};
-      continue;
-    }
-    // A FIFO shows POLLHUP only once a writer has come and gone.
-    if (fds[i].revents & POLLHUP) source.connected = true;
-    bool open = true;
-    if (&source == &c.progress) {
-      open = read_available(source, [&](const char* b, size_t n) { take_progress_bytes(c.progress_stream, b, n); });
-    } else if (&source == &c.result) {
-      open = read_available(source, [&](const char* b, size_t n) { take_result_bytes(c.result_stream, b, n); });
-    } else if (&source == &c.out) {
-      open = read_available(source, [&](const char* b, size_t n) { c.talvon_out.append(b, n); });
-    } else {
-      open = read_available(source, [&](const char* b, size_t n) { c.talvon_err.append(b, n); });
-    }
-    if (!open) {
-      bool connected = source.connected;
-      close_source(source);
-      source.connected = connected;
-    }
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) {
+    write_text_file(chunk_folder(dir, i) + "/" + m.names.model, model);
+    write_text_file(chunk_folder(dir, i) + "/" + m.names.run, run);
   }
-  if (fds[count].revents != 0) {
-    unsigned char signals[16];
-    ssize_t n = read(signal_pipe[0], signals, sizeof signals);
-    for (ssize_t i = 0; i < n; i++) {
-      if (signals[i] == SIGCHLD) continue;
-      clean_up();
-      fprintf(stderr, "talvon-run: interrupted\n");
-      exit(128 + signals[i]);
-    }
-  }
+  check_chunks(options, model, run, dir, m);
+  write_manifest(dir, m);
+  end_phase(phase_clock, "prepare");
+  return m;
 }
 
-bool open_sources(const Channels& c) {
-  return c.progress.fd >= 0 || c.result.fd >= 0 || c.out.fd >= 0 || c.err.fd >= 0;
-}
+namespace {
 
-void show_progress(const Channels& c, bool display, std::string& shown, PhaseClock& clock) {
-  end_phases_by_progress(clock, c.progress_stream.value);
-  if (!display) return;
-  std::string line = progress_line(c.progress_stream.value, months_received(c.result_stream), BAR_WIDTH);
-  if (line == shown) return;
-  shown = line;
-  fprintf(stderr, "\r%s\033[K", line.c_str());
-  fflush(stderr);
-  active.bar_shown = true;
-}
-
-// talvon's own output, as it wrote it: its messages name the script and
-// the position of a fault.
-void pass_on_output(const Channels& c) {
-  fputs(c.talvon_out.c_str(), stderr);
-  fputs(c.talvon_err.c_str(), stderr);
-  fflush(stderr);
-}
-
-// tcc is what a missing piece most often is: say how to get it.
-void hint_when_tcc_is_missing() {
-  const char* path = getenv("PATH");
-  std::string folders = path != nullptr ? path : "";
-  size_t start = 0;
-  while (start <= folders.size()) {
-    size_t end = folders.find(':', start);
-    if (end == std::string::npos) end = folders.size();
-    std::string folder = folders.substr(start, end - start);
-    if (!folder.empty() && access((folder + "/tcc").c_str(), X_OK) == 0) return;
-    start = end + 1;
-  }
-  fputs("talvon-run: tcc, the Tiny C Compiler that builds the calculation program, is not on the PATH: "
-        "install it (on Debian: apt-get install tcc)\n",
-        stderr);
+// The script whose facts (valuation date, view) the results show: the
+// portfolio without its policies when it was cut, so that they are read
+// without holding its policies; else the one chunk's.
+std::string facts_source(const std::string& dir, const ChunkManifest& m) {
+  return m.plan.split ? dir + "/outline.tal" : chunk_folder(dir, 0) + "/" + m.names.portfolio;
 }
 
 InputFile input_of(const char* role, const std::string& path, const std::string& text) {
   return InputFile{role, path, sha256_hex(text)};
 }
 
-}  // namespace
-
-int run_valuation(const RunOptions& options) {
-  catch_signals();
-  become_subreaper();
-  atexit(clean_up);
-  PhaseClock clock;
-  start_phase_clock(clock, !options.quiet && !isatty(2));
+// What the result files say of the run, from the chunk folder: the
+// inputs, the valuation date and view of the portfolio's outline, the
+// number of policies the splitter counted.
+RunFacts run_facts(const std::string& dir, const ChunkManifest& m) {
   RunFacts facts;
   facts.talvon_version = TALVON_VERSION;
-  facts.started = utc_now();
-  std::string model = read_script(options.model, "model");
-  std::string portfolio = read_script(options.portfolio, "portfolio");
-  std::string run = options.run.empty() ? DEFAULT_RUN_SCRIPT : read_script(options.run, "run script");
-  std::string talvon = talvon_path();
-  if (access(talvon.c_str(), X_OK) != 0) {
-    die(("talvon-run: talvon is not beside talvon-run: " + talvon).c_str());
-  }
+  facts.started = run_started;
+  std::string folder = chunk_folder(dir, 0) + "/";
+  std::string model = read_script(folder + m.names.model, "model");
+  std::string run = read_script(folder + m.names.run, "run script");
+  facts.inputs = {input_of("model", m.model, model), InputFile{"portfolio", m.portfolio, m.plan.sha256},
+                  input_of("run", m.run.empty() ? "(default task)" : m.run, run)};
+  std::string scratch = temp_parent() + "/talvon-facts-XXXXXX";
+  if (mkdtemp(scratch.data()) == nullptr) pdie(("talvon-run: mkdtemp " + scratch).c_str());
+  guard_root(scratch);
+  read_portfolio_facts(model, read_script(facts_source(dir, m), "portfolio"), scratch, facts);
+  release_root(scratch);
+  if (m.plan.split) facts.policies = m.plan.policies;
+  facts.chunks = static_cast<int>(m.plan.chunks.size());
+  end_phase(phase_clock, "read portfolio facts");
+  facts.phases = phase_clock.phases;
+  return facts;
+}
+
+ScheduledChunk scheduled(const RunOptions& options, const std::string& conf, const std::string& dir,
+                         const ChunkManifest& m, size_t index) {
+  ScheduledChunk chunk;
+  chunk.input = ChunkInput{chunk_folder(dir, index), m.names, conf, options.socket};
+  chunk.name = chunk_name(m, index);
+  const ChunkRange& range = m.plan.chunks[index];
+  chunk.weight = range.last_policy - range.first_policy + 1;
+  return chunk;
+}
+
+// The cores this process may run on: under a batch system or in a
+// container that is fewer than the machine has.
+int core_count() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) == 0 && CPU_COUNT(&set) > 0) return CPU_COUNT(&set);
+  long cores = sysconf(_SC_NPROCESSORS_ONLN);
+  return cores > 0 ? static_cast<int>(cores) : 1;
+}
+
+bool display(const RunOptions& options) { return !options.quiet && isatty(2); }
+
+int run_all_steps(const RunOptions& options) {
+  check_talvon();
   std::string conf = conf_folder(options);
-  if (!options.check_only) prepare_output_folder(options.output);
-  check_scripts(whole_portfolio_check(options, model, portfolio, run));
+  std::string dir = temp_parent() + "/talvon-chunks-XXXXXX";
+  if (mkdtemp(dir.data()) == nullptr) pdie(("talvon-run: mkdtemp " + dir).c_str());
+  guard_root(dir);
+  if (display(options)) {
+    fputs("cutting the portfolio into chunks", stderr);
+    set_bar_shown(true);
+  }
+  ChunkManifest m = write_chunks(options, dir);
+  clear_bar();
   if (options.check_only) {
     printf("talvon-run: the model, the portfolio and the run script fit together\n");
     return 0;
   }
-  facts.inputs = {input_of("model", options.model, model), input_of("portfolio", options.portfolio, portfolio),
-                  input_of("run", options.run.empty() ? "(default task)" : options.run, run)};
-
-  RunDir dir = make_run_dir(options.socket);
-  active.root = dir.root;
-  ScriptNames names = script_names(options.model, options.portfolio, options.run);
-  write_scrambled_script(dir, names.model, model);
-  write_scrambled_script(dir, names.portfolio, portfolio);
-  write_scrambled_script(dir, names.run, run);
-  if (!conf.empty()) link_conf(dir, conf);
-
-  Channels c;
-  start_progress_stream(c.progress_stream);
-  start_result_stream(c.result_stream);
-  c.progress.fd = open_fifo(dir.progress_fifo);
-  std::string connection;
-  if (options.socket) {
-    int port = 0;
-    c.listener.fd = listen_loopback(port);
-    connection = std::to_string(port);
-  } else {
-    c.result.fd = open_fifo(dir.result_fifo);
-    connection = dir.result_fifo;
-  }
-  TalvonChild child = start_talvon(
-      {talvon, "server", names.model, names.portfolio, names.run, dir.progress_fifo, connection},
-      dir.work);
-  active.group = child.pid;
-  end_phase(clock, "prepare");
-  c.out.fd = child.out;
-  c.err.fd = child.err;
-
-  bool display = !options.quiet && isatty(2);
-  std::string shown;
-  int status = 0;
-  for (;;) {
-    serve(c, POLL_MILLISECONDS);
-    show_progress(c, display, shown, clock);
-    int raw;
-    pid_t done = waitpid(child.pid, &raw, WNOHANG);
-    if (done == child.pid) {
-      status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-      active.reaped = true;
-      break;
-    }
-  }
-  // Whatever talvon left behind goes, then the channels are read to their
-  // end: no writer is left.
-  end_process_group(active.group, active.reaped);
-  active.group = -1;
-  serve(c, 0);
-  // What is still unconnected now never had a writer.
-  close_source(c.listener);
-  for (Source* source : {&c.progress, &c.result, &c.out, &c.err}) {
-    if (!source->connected) close_source(*source);
-  }
-  for (int round = 0; round < DRAIN_ROUNDS && open_sources(c); round++) serve(c, POLL_MILLISECONDS);
-  for (Source* source : {&c.progress, &c.result, &c.out, &c.err}) close_source(*source);
-  clear_bar();
-  pass_on_output(c);
-  if (status != 0) hint_when_tcc_is_missing();
-
-  std::string compile_error = first_compile_error(c.talvon_out, c.talvon_err);
-  if (!compile_error.empty()) die(compile_failure_message(compile_error).c_str());
-  if (status != 0 || c.progress_stream.ended) {
-    std::string note = own_source_note(c.talvon_err, c.progress_stream.value);
-    if (!note.empty()) fprintf(stderr, "%s\n", note.c_str());
-    char message[120];
-    if (c.progress_stream.ended) {
-      snprintf(message, sizeof message, "talvon-run: talvon ended the run with an error (exit status %d)",
-               status);
-    } else {
-      snprintf(message, sizeof message, "talvon-run: talvon failed (exit status %d)", status);
-    }
-    die(message);
-  }
-  if (c.result.connected) {
-    require_complete_results(c.result_stream);
-    end_phases_by_progress(clock, c.progress_stream.value);
-    end_phase(clock, "run");
-    read_portfolio_facts(model, portfolio, dir.root, facts);
-    end_phase(clock, "read portfolio facts");
-    facts.phases = clock.phases;
-    write_results(options.output, facts, c.result_stream.pairs);
+  std::vector<ScheduledChunk> chunks;
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) chunks.push_back(scheduled(options, conf, dir, m, i));
+  int jobs = options.jobs > 0 ? options.jobs : core_count();
+  std::string keep_into = chunks.size() == 1 ? options.output : "";
+  ResultStream total;
+  start_result_stream(total);
+  int kept = -1;  // files of a task without results
+  value_chunks(chunks, jobs, display(options), keep_into, [&](ChunkResult& result) {
+    if (result.results_sent) add_results(total, result.results);
+    else kept = result.kept_files;
+  }, &phase_clock);
+  if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
+  if (kept > 0) {
+    printf("talvon wrote %d file%s into %s\n", kept, kept == 1 ? "" : "s", options.output.c_str());
     return 0;
   }
-  int kept = keep_generated_files(dir.work, options.output, {names.model, names.portfolio, names.run});
-  if (kept == 0) die("talvon-run: the calculation program sent no results: the run failed");
-  printf("talvon wrote %d file%s into %s\n", kept, kept == 1 ? "" : "s", options.output.c_str());
+  end_phase(phase_clock, "run");
+  write_results(options.output, run_facts(dir, m), total.pairs);
+  release_root(dir);
   return 0;
+}
+
+int write_chunks_only(const RunOptions& options) {
+  std::error_code error;
+  if (std::filesystem::exists(options.chunks) && !std::filesystem::is_empty(options.chunks, error)) {
+    die(("talvon-run: " + options.chunks + " is not empty").c_str());
+  }
+  ChunkManifest m = write_chunks(options, options.chunks);
+  printf("%zu chunk%s of %ld policies in %s\n", m.plan.chunks.size(), m.plan.chunks.size() == 1 ? "" : "s",
+         m.plan.policies, options.chunks.c_str());
+  return 0;
+}
+
+// The chunk folder's place in the manifest of its parent.
+size_t chunk_index(const std::string& folder, const ChunkManifest& m, const std::string& dir) {
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) {
+    std::error_code error;
+    if (std::filesystem::equivalent(chunk_folder(dir, i), folder, error)) return i;
+  }
+  die(("talvon-run: " + folder + " is not a chunk listed in " + dir + "/chunks.txt").c_str());
+}
+
+int value_chunk_only(const RunOptions& options) {
+  check_talvon();
+  std::string conf = conf_folder(options);
+  std::string folder = options.chunks;
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  std::filesystem::path parent = std::filesystem::path(folder).parent_path();
+  std::string dir = parent.empty() ? std::string(".") : parent.string();
+  ChunkManifest m = read_manifest(dir);
+  size_t index = chunk_index(folder, m, dir);
+  for (const char* file : {"/status", "/cashflows.csv", "/reserves.csv"}) remove((folder + file).c_str());
+  set_status_file(folder + "/status");
+  ChunkResult result;
+  value_chunks({scheduled(options, conf, dir, m, index)}, 1, display(options), "",
+               [&](ChunkResult& finished) { result = std::move(finished); });
+  if (!result.results_sent) fail_run("talvon-run: the chunk's task sent no results");
+  write_chunk_results(folder, result.results);
+  set_status_file("");
+  write_text_file(folder + "/status", "ok\n");
+  return 0;
+}
+
+}  // namespace
+
+void merge_chunks(const std::string& dir, const std::string& output) {
+  if (!phase_clock.phases.empty()) end_phase(phase_clock, "run");  // since the chunks were cut here
+  ChunkManifest m = read_manifest(dir);
+  ResultStream total;
+  start_result_stream(total);
+  for (size_t i = 0; i < m.plan.chunks.size(); i++) {
+    std::string folder = chunk_folder(dir, i);
+    std::string name = chunk_name(m, i);
+    std::string chunk = folder + (name.empty() ? "" : ", " + name + ",");
+    if (access((folder + "/status").c_str(), F_OK) != 0) {
+      fail_run("talvon-run: " + chunk + " has not been valued");
+    }
+    std::string status = read_script(folder + "/status", "status of chunk");
+    if (status != "ok\n") {
+      std::string messages = status.substr(status.find('\n') + 1);
+      while (!messages.empty() && messages.back() == '\n') messages.pop_back();
+      fail_run("talvon-run: " + chunk + " failed:\n" + messages);
+    }
+    add_results(total, read_chunk_results(folder, chunk));
+  }
+  end_phase(phase_clock, "merge");
+  write_results(output, run_facts(dir, m), total.pairs);
+}
+
+int run_valuation(const RunOptions& options) {
+  guard_run();
+  run_started = utc_now();
+  start_phase_clock(phase_clock, !options.quiet && !options.check_only && !isatty(2));
+  bool writes_results = options.step == Step::all || options.step == Step::merge;
+  if (writes_results && !options.check_only) prepare_output_folder(options.output);
+  switch (options.step) {
+    case Step::write_chunks:
+      return write_chunks_only(options);
+    case Step::value_chunk:
+      return value_chunk_only(options);
+    case Step::merge:
+      merge_chunks(options.chunks, options.output);
+      return 0;
+    case Step::all:
+      break;
+  }
+  return options.slurm ? run_on_slurm(options) : run_all_steps(options);
 }
