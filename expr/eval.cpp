@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "core/infix_parser.h"
@@ -267,7 +269,16 @@ static void enterNesting(const Cell* where, const char* message) {
 
 static void leaveNesting() { nesting--; }
 
-void resetNesting() { nesting = 0; }
+// The language has no side effects, so a definition without parameters
+// that is called again in the environment of a call of it still running
+// would repeat that call for ever: refused at once, before each round of
+// it has filled the memory with what it builds.
+static std::set<std::pair<const Cell*, const Cell*>> runningCalls;
+
+void resetNesting() {
+  nesting = 0;
+  runningCalls.clear();
+}
 
 // A user function: its body runs in the caller's environment with the
 // parameters bound in front, so it sees every binding they do not hide.
@@ -281,7 +292,13 @@ static const Cell* call_definition(const Cell* expression, const Cell* values, c
   }
   const Cell* inner = bindArguments(definition->pair.head, values, environment);
   enterNesting(expression, "eval: calls nested too deep: endless recursion of a definition?");
+  std::pair<const Cell*, const Cell*> call = {definition, inner};
+  bool parameterless = !is_cons(definition->pair.head);
+  if (parameterless && !runningCalls.insert(call).second) {
+    error_at(expression, "eval: endless recursion: a definition without parameters calls itself");
+  }
   const Cell* value = eval(definition->pair.tail, defs, inner);
+  if (parameterless) runningCalls.erase(call);
   leaveNesting();
   return value;
 }
