@@ -280,6 +280,19 @@ void resetNesting() {
   runningCalls.clear();
 }
 
+// Out of line, so that the frame of every call of a definition stays as
+// small as deep recursion needs.
+[[gnu::noinline]] static void enterParameterless(const Cell* where, const Cell* definition,
+                                                  const Cell* environment) {
+  if (!runningCalls.insert({definition, environment}).second) {
+    error_at(where, "eval: endless recursion: a definition without parameters calls itself");
+  }
+}
+
+[[gnu::noinline]] static void leaveParameterless(const Cell* definition, const Cell* environment) {
+  runningCalls.erase({definition, environment});
+}
+
 // A user function: its body runs in the caller's environment with the
 // parameters bound in front, so it sees every binding they do not hide.
 static const Cell* call_definition(const Cell* expression, const Cell* values, const Cell* defs,
@@ -292,13 +305,10 @@ static const Cell* call_definition(const Cell* expression, const Cell* values, c
   }
   const Cell* inner = bindArguments(definition->pair.head, values, environment);
   enterNesting(expression, "eval: calls nested too deep: endless recursion of a definition?");
-  std::pair<const Cell*, const Cell*> call = {definition, inner};
   bool parameterless = !is_cons(definition->pair.head);
-  if (parameterless && !runningCalls.insert(call).second) {
-    error_at(expression, "eval: endless recursion: a definition without parameters calls itself");
-  }
+  if (parameterless) enterParameterless(expression, definition, inner);
   const Cell* value = eval(definition->pair.tail, defs, inner);
-  if (parameterless) runningCalls.erase(call);
+  if (parameterless) leaveParameterless(definition, inner);
   leaveNesting();
   return value;
 }
