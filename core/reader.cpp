@@ -211,6 +211,14 @@ const Cell* read_source(const char* path) {
   return unwrap(items);
 }
 
+const Cell* read_text_source(const char* text, const char* file) {
+  set_sexpr_syntax();
+  set_text_source(text, 1, 0, file);
+  const Cell* items = read_top_level();
+  reader.text = nullptr;
+  return unwrap(items);
+}
+
 uint32_t scramble_seed(const char* path) {
   const char* slash = strrchr(path, '/');
   const char* base = slash != nullptr ? slash + 1 : path;

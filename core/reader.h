@@ -31,6 +31,10 @@ const Cell* read_source(const char* path);
 // the byte sum of the path's base name.
 const Cell* read_scrambled_source(const char* path);
 
+// As read_source, for a text already in memory whose cells carry the
+// position of the named file.
+const Cell* read_text_source(const char* text, const char* file);
+
 // The one expression a text holds.
 const Cell* parse(const char* text);
 

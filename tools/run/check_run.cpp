@@ -37,26 +37,6 @@ void forward_signal(int number) {
   if (checker > 0) kill(checker, number);
 }
 
-// The top-level expressions of a text, as the reader reads a file.
-const Cell* read_text(const std::string& text, const char* file) {
-  set_sexpr_syntax();
-  set_text_source(text.c_str(), 1, 0, file);
-  next_char();
-  std::vector<const Cell*> items;
-  for (;;) {
-    skip_blanks();
-    if (reader.current == -1) break;
-    if (reader.current == ')') error_at(reader_position(), "unexpected left parenthesis");
-    items.push_back(read_item());
-  }
-  reader.text = nullptr;
-  const Cell* list = nil();
-  for (size_t i = items.size(); i-- > 0;) list = cons(items[i], list);
-  // ((s1) (s2)) reads as (s1) (s2).
-  if (is_cons(list) && is_cons(list->pair.head) && is_cons(list->pair.head->pair.head)) return list->pair.head;
-  return list;
-}
-
 std::string chunk_text(const CheckChunk& chunk) {
   if (!chunk.text.empty() || chunk.path.empty()) return chunk.text;
   std::string text = read_script(chunk.path, "portfolio chunk");
@@ -83,7 +63,7 @@ void check_chunk(PortfolioCheck& check, const Cell* model, const Cell* run, size
   CellMark mark = mark_cells();
   set_context(nullptr, nullptr, "reading the portfolio", nullptr);
   std::string text = chunk_text(chunk);
-  const Cell* portfolio = read_text(text, input->portfolio_path.c_str());
+  const Cell* portfolio = read_text_source(text.c_str(), input->portfolio_path.c_str());
   const Cell* statements = append(model, append(portfolio, run));
   set_context(nullptr, nullptr, "reading the scripts as talvon does", nullptr);
   verifyStatements(statements);
@@ -103,9 +83,9 @@ void check_chunk(PortfolioCheck& check, const Cell* model, const Cell* run, size
 
 int check_main(int, char**) {
   set_context(nullptr, nullptr, "reading the model", nullptr);
-  const Cell* model = read_text(input->model_text, input->model_path.c_str());
+  const Cell* model = read_text_source(input->model_text.c_str(), input->model_path.c_str());
   set_context(nullptr, nullptr, "reading the run script", nullptr);
-  const Cell* run = read_text(input->run_text, input->run_path.c_str());
+  const Cell* run = read_text_source(input->run_text.c_str(), input->run_path.c_str());
   PortfolioCheck check;
   for (size_t i = 0; i < input->chunks.size(); i++) check_chunk(check, model, run, i);
   set_context(nullptr, nullptr, "finishing the check", nullptr);

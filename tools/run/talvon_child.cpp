@@ -6,57 +6,22 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
-#include <cstring>
 
 #include "driver/diagnostics.h"
 #include "platform/compat_include.h"
+#include "tools/run/child_spawn.h"
 
 std::string talvon_path() { return executable_dir() + "/talvon"; }
 
-// Only async-signal-safe calls between fork and exec.
-[[noreturn]] static void exec_child(char* const* args, const char* cwd, int out, int err) {
-  setpgid(0, 0);
-  signal(SIGPIPE, SIG_DFL);
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-  int null = open("/dev/null", O_RDONLY);
-  if (null < 0 || dup2(null, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(126);
-  if (chdir(cwd) != 0) {
-    const char text[] = "talvon-run: cannot enter the run directory\n";
-    ssize_t ignored = write(2, text, sizeof text - 1);
-    (void)ignored;
-    _exit(126);
-  }
-  execv(args[0], args);
-  const char* reason = strerror(errno);
-  const char* parts[] = {"talvon-run: cannot start ", args[0], ": ", reason, "\n"};
-  for (const char* part : parts) {
-    ssize_t ignored = write(2, part, strlen(part));
-    (void)ignored;
-  }
-  _exit(127);
-}
-
 TalvonChild start_talvon(const std::vector<std::string>& argv, const std::string& cwd) {
-  int out[2], err[2];
-  if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) pdie("talvon-run: pipe");
-  std::vector<char*> args;
-  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-  args.push_back(nullptr);
-  fflush(stdout);
-  fflush(stderr);
-  pid_t pid = fork();
-  if (pid < 0) pdie("talvon-run: fork");
-  if (pid == 0) exec_child(args.data(), cwd.c_str(), out[1], err[1]);
-  // Both sides set the group, so it exists whichever runs first.
-  setpgid(pid, pid);
-  close(out[1]);
-  close(err[1]);
-  fcntl(out[0], F_SETFL, O_NONBLOCK);
-  fcntl(err[0], F_SETFL, O_NONBLOCK);
-  return TalvonChild{pid, out[0], err[0]};
+  SpawnOptions options;
+  options.cwd = cwd.c_str();
+  options.own_group = true;
+  options.prefix = "talvon-run: ";
+  SpawnedChild child = spawn_child(argv, options);
+  fcntl(child.out, F_SETFL, O_NONBLOCK);
+  fcntl(child.err, F_SETFL, O_NONBLOCK);
+  return TalvonChild{child.pid, child.out, child.err};
 }
 
 void become_subreaper() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
