@@ -215,8 +215,7 @@ void print_findings(const std::vector<Finding>& findings, bool strict) {
 
 }  // namespace
 
-CheckInput whole_portfolio_check(const RunOptions& options, const std::string& model, const std::string& portfolio,
-                                 const std::string& run) {
+CheckInput check_input(const RunOptions& options, const std::string& model, const std::string& run) {
   CheckInput checked;
   checked.model_path = options.model;
   checked.model_text = model;
@@ -224,9 +223,6 @@ CheckInput whole_portfolio_check(const RunOptions& options, const std::string& m
   checked.run_path = options.run.empty() ? "(the default run script)" : options.run;
   checked.run_text = run;
   checked.strict = options.strict;
-  CheckChunk whole;
-  whole.text = portfolio;
-  checked.chunks.push_back(whole);
   return checked;
 }
 

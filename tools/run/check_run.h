@@ -32,9 +32,8 @@ struct CheckInput {
   bool strict = false;  // warnings stop the run too
 };
 
-// The portfolio checked as one script.
-CheckInput whole_portfolio_check(const RunOptions& options, const std::string& model, const std::string& portfolio,
-                                 const std::string& run);
+// The model and run script of a check and its options, with no chunk yet.
+CheckInput check_input(const RunOptions& options, const std::string& model, const std::string& run);
 
 // Prints what the check finds on the error stream. Returns when the run
 // may go on; ends it with CHECK_FAILED_STATUS on an error, or with --strict

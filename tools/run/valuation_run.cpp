@@ -100,13 +100,7 @@ LineMap chunk_lines(const ChunkPlan& plan, size_t index) {
 // checker's process, so that the check holds one chunk at a time.
 void check_chunks(const RunOptions& options, const std::string& model, const std::string& run,
                   const std::string& dir, const ChunkManifest& m) {
-  CheckInput input;
-  input.model_path = options.model;
-  input.model_text = model;
-  input.portfolio_path = options.portfolio;
-  input.run_path = options.run.empty() ? "(the default run script)" : options.run;
-  input.run_text = run;
-  input.strict = options.strict;
+  CheckInput input = check_input(options, model, run);
   for (size_t i = 0; i < m.plan.chunks.size(); i++) {
     CheckChunk chunk;
     chunk.path = chunk_folder(dir, i) + "/" + m.names.portfolio;
