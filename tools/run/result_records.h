@@ -16,16 +16,16 @@ struct PairSeries {
   int from;
   int to;
   std::vector<double> months;  // the cashflow of month t at index t
-  bool has_reserve;
-  double reserve;
+  bool has_reserve = false;
+  double reserve = 0;
 };
 
 struct ResultStream {
   std::string pending;             // the start of a record not yet whole
   std::vector<PairSeries> pairs;   // in the order of their first record
   int index[ACCOUNT_LIMIT][ACCOUNT_LIMIT];  // position in pairs, or -1
-  size_t records;
-  bool reserves_started;
+  size_t records = 0;
+  bool reserves_started = false;
 };
 
 void start_result_stream(ResultStream& stream);
