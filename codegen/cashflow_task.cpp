@@ -23,6 +23,8 @@
 
 static const char* const PROGRAM_SOURCE = "../bin/tx";
 static const char* const PROGRAM = "../bin/tmp";
+// What ps and top call the running program.
+static const char* const PROGRAM_NAME = "talvon-calc";
 static const char* const BUNDLED_COMPILER = "../share/glib-2.0/cc/tcc";
 static const size_t PROGRAM_BUFFER_BYTES = 1 << 20;
 
@@ -314,7 +316,7 @@ void compileProgram() {
 }
 
 void runProgram() {
-  if (!run_child({PROGRAM}, CALCULATION_STACK_BYTES).started) {
+  if (!run_child_named(PROGRAM, PROGRAM_NAME, CALCULATION_STACK_BYTES).started) {
     system_error_exit("tmp: CreateProcess failed");
   }
   if (compactMode) removeFile(PROGRAM);

@@ -42,6 +42,7 @@ std::string compilerPath();
 // mode. A compiler that cannot be started ends the run.
 void compileProgram();
 
-// Runs ../bin/tmp with a large stack and waits; removes it in compact mode.
+// Runs ../bin/tmp, named talvon-calc in ps, with a large stack and waits;
+// removes it in compact mode.
 // Its exit status is not examined.
 void runProgram();

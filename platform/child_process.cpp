@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -108,4 +109,31 @@ ChildExit run_child(const std::vector<std::string>& argv, size_t stack_bytes) {
     return {false, error, 0};
   }
   return {true, 0, decode_status(status)};
+}
+
+namespace {
+
+// A link `link` to `target`; a link left by an earlier run that was killed
+// is replaced, anything else there is left alone.
+bool make_link(const std::string& target, const std::string& link) {
+  if (symlink(target.c_str(), link.c_str()) == 0) return true;
+  struct stat status;
+  if (errno != EEXIST || lstat(link.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return false;
+  return unlink(link.c_str()) == 0 && symlink(target.c_str(), link.c_str()) == 0;
+}
+
+}  // namespace
+
+ChildExit run_child_named(const std::string& path, const std::string& name, size_t stack_bytes) {
+  size_t slash = path.rfind('/');
+  std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+  std::string file = path.substr(folder.size());
+  std::string link = folder + name;
+  // The kernel names a process after the file it was started from.
+  if (!make_link(file, link)) return run_child({path}, stack_bytes);
+  ChildExit exit = run_child({link}, stack_bytes);
+  int error = errno;
+  unlink(link.c_str());
+  errno = error;
+  return exit;
 }

@@ -23,3 +23,9 @@ struct ChildExit {
 // the program cannot be started, errno is left at the reason, so the
 // caller can end with system_error_exit.
 ChildExit run_child(const std::vector<std::string>& argv, size_t stack_bytes = 0);
+
+// Runs the program at `path` as run_child does, under the process name
+// `name` (what ps and top show; at most 15 characters) in place of the
+// file's own: it is started through a link `name` beside it, removed when
+// the program has ended. Without the link it runs under its own name.
+ChildExit run_child_named(const std::string& path, const std::string& name, size_t stack_bytes);
