@@ -136,7 +136,7 @@ void note_basis_text(DecimalLosses& losses, const Cell* entry, const std::string
                      const Cell* defs, const Cell* environment, const Cell* accumulator) {
   if (entry == nullptr || is_nil(entry->pair.tail)) return;
   RealOwner owner{"the basis's " + name, 0};
-  set_context(entry->pair.head, &owner.text, "writing it as the calculation program gets it", entry->pair.tail);
+  set_context(entry->pair.head, &owner.text, "writing into the calculation program", entry->pair.tail);
   const Cell* text = ctermToCtext(entry->pair.tail, cdefs, defs, environment, accumulator)->pair.head;
   note_text(losses, text, entry->pair.head, owner);
 }

@@ -216,7 +216,7 @@ void note_value(RecordCheck& r, const Cell* form, const Cell* value) {
     return;
   }
   if (!r.model.formulas_written.insert(value).second) return;
-  set_context(r.at.where, &r.context, "writing as the calculation program gets it", form);
+  set_context(r.at.where, &r.context, "writing into the calculation program", form);
   const Cell* text = ctermToCtext(value, r.model.cdefs, r.model.defs, r.env, r.model.cdef_names)->pair.head;
   note_text(r.model.decimals, text, form, owner);
 }
@@ -230,7 +230,7 @@ void note_reals(RecordCheck& r, const Reads& reads) {
   const Cell* fraction = entry_of(basis, "free_policy_fraction");
   if (fraction == nullptr || is_nil(fraction->pair.tail)) return;
   if (!r.model.formulas_written.insert(fraction->pair.tail).second) return;
-  set_context(r.at.where, &r.context, "writing as the calculation program gets it", fraction->pair.tail);
+  set_context(r.at.where, &r.context, "writing into the calculation program", fraction->pair.tail);
   const Cell* text =
       ctermToCtext(fraction->pair.tail, r.model.cdefs, r.model.defs, r.env, r.model.cdef_names)->pair.head;
   note_text(r.model.decimals, text, fraction->pair.head, owner);
