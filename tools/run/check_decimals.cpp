@@ -84,10 +84,10 @@ std::string value_advice(const Cell* form) {
 
 std::string advice(RealSource source, double value, const Cell* where) {
   if (source == RealSource::value) return value_advice(where);
-  std::string advice = "write it as a quotient of whole numbers, which the program works out in full";
-  std::string whole = quotient(value, source == RealSource::formula);
-  if (whole.empty()) return advice;
-  return advice + ": " + whole + (source == RealSource::formula ? " in a (parse \"...\") formula" : "");
+  bool formula = source == RealSource::formula;
+  std::string whole = quotient(value, formula);
+  return std::string("write it as a quotient of whole numbers") + (formula ? " in a (parse \"...\") formula" : "") +
+         ", which the program works out in full" + (whole.empty() ? "" : ": " + whole);
 }
 
 bool has_place(const Cell* cell) { return cell->character != 0 && cell->file != nullptr; }

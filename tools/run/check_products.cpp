@@ -207,12 +207,10 @@ bool given_elsewhere(const Cell* value, const Cell* form) {
 // formula as the engine writes it once it has the value.
 void note_value(RecordCheck& r, const Cell* form, const Cell* value) {
   RealOwner owner{r.context, r.at.number};
-  if (is_real(value) && given_elsewhere(value, form)) {
-    note_real(r.model.decimals, value, RealSource::formula, value, owner);
-    return;
-  }
-  if (is_real(value) || is_integer(value)) {
-    note_real(r.model.decimals, value, RealSource::value, form, owner);
+  if (is_integer(value)) return;
+  if (is_real(value)) {
+    bool given = given_elsewhere(value, form);
+    note_real(r.model.decimals, value, given ? RealSource::formula : RealSource::value, given ? value : form, owner);
     return;
   }
   if (!r.model.formulas_written.insert(value).second) return;
