@@ -121,9 +121,12 @@ void note_real(DecimalLosses& losses, const Cell* real, RealSource source, const
   }
 }
 
-void note_text(DecimalLosses& losses, const Cell* text, const Cell* where, const RealOwner& owner) {
-  for (; is_cons(text); text = text->pair.tail) note_text(losses, text->pair.head, where, owner);
-  if (is_real(text)) note_real(losses, text, RealSource::formula, has_place(text) ? text : where, owner);
+int note_text(DecimalLosses& losses, const Cell* text, const Cell* where, const RealOwner& owner) {
+  int losing = 0;
+  for (; is_cons(text); text = text->pair.tail) losing += note_text(losses, text->pair.head, where, owner);
+  if (!is_real(text) || !loses_decimals(text->real)) return losing;
+  note_real(losses, text, RealSource::formula, has_place(text) ? text : where, owner);
+  return losing + 1;
 }
 
 namespace {
@@ -162,6 +165,20 @@ void note_basis_texts(DecimalLosses& losses, const Cell* portfolio, const Cell* 
     note_basis_text(losses, entry_of(entry->pair.tail, "age_distribution"), name + "age_distribution\"", nil(),
                     nil(), nil(), acons(age_spouse, age_spouse, by_age));
   }
+}
+
+std::set<const Cell*> basis_formulas(const Cell* portfolio) {
+  std::set<const Cell*> formulas;
+  const Cell* basis = entry_of(portfolio, "basis");
+  for (const Cell* e = basis != nullptr ? basis->pair.tail : nil(); is_cons(e); e = e->pair.tail) {
+    if (!is_cons(e->pair.head)) continue;
+    const Cell* value = e->pair.head->pair.tail;
+    formulas.insert(value);
+    for (const Cell* f = value; is_cons(f); f = f->pair.tail) {
+      if (is_cons(f->pair.head) && is_string(f->pair.head->pair.head)) formulas.insert(f->pair.head->pair.tail);
+    }
+  }
+  return formulas;
 }
 
 const Cell* cdef_names(const Cell* cdefs) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,9 @@ void note_real(DecimalLosses& losses, const Cell* real, RealSource source, const
                const RealOwner& owner);
 
 // Every real of a C text as the engine builds it: each at its own place
-// in the user's text, else at `where`.
-void note_text(DecimalLosses& losses, const Cell* text, const Cell* where, const RealOwner& owner);
+// in the user's text, else at `where`. Gives the number of those that
+// lose digits.
+int note_text(DecimalLosses& losses, const Cell* text, const Cell* where, const RealOwner& owner);
 
 // The texts of the basis that the program gets apart from any product:
 // the yield curve and the functions of age of each sex. `names` binds
@@ -65,6 +67,10 @@ void note_basis_texts(DecimalLosses& losses, const Cell* portfolio, const Cell* 
 // The accumulator of a C text in which every C-level definition of `cdefs`
 // is already a variable: a text built with it is an expression's own.
 const Cell* cdef_names(const Cell* cdefs);
+
+// The values of the basis of a portfolio and of its association lists:
+// the formulas that products read, made once for all its policies.
+std::set<const Cell*> basis_formulas(const Cell* portfolio);
 
 // One warning per place.
 void report_decimal_losses(const DecimalLosses& losses);

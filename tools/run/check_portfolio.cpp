@@ -197,6 +197,8 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio_stateme
   }
   if (first) check.policies_place = place_of(entry->pair.head);
   check.model.cdef_names = cdef_names(check.model.cdefs);
+  check.model.basis_formulas = basis_formulas(portfolio);
+  check.model.whole_formulas.clear();
   std::vector<const Cell*> policies = items_of(entry->pair.tail);
   std::vector<const Cell*> sources = source_items(source_entry(written, "policies"));
   for (size_t k = 0; k < policies.size(); k++) {

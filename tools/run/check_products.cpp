@@ -203,6 +203,19 @@ bool given_elsewhere(const Cell* value, const Cell* form) {
          strcmp(value->file, form->file) != 0;
 }
 
+// A formula as the engine writes it, once a policy: a formula of the
+// basis that loses nothing is not written again for the script's other
+// policies.
+void note_formula(RecordCheck& r, const Cell* formula, const Cell* where, const RealOwner& owner) {
+  ModelView& model = r.model;
+  if (model.whole_formulas.count(formula) != 0 || !model.formulas_written.insert(formula).second) return;
+  set_context(r.at.where, &r.context, "writing into the calculation program", formula);
+  const Cell* text = ctermToCtext(formula, model.cdefs, model.defs, r.env, model.cdef_names)->pair.head;
+  if (note_text(model.decimals, text, where, owner) == 0 && model.basis_formulas.count(formula) != 0) {
+    model.whole_formulas.insert(formula);
+  }
+}
+
 // The value of a v_real as the program gets it: a number as it is, a
 // formula as the engine writes it once it has the value.
 void note_value(RecordCheck& r, const Cell* form, const Cell* value) {
@@ -213,10 +226,7 @@ void note_value(RecordCheck& r, const Cell* form, const Cell* value) {
     note_real(r.model.decimals, value, given ? RealSource::formula : RealSource::value, given ? value : form, owner);
     return;
   }
-  if (!r.model.formulas_written.insert(value).second) return;
-  set_context(r.at.where, &r.context, "writing into the calculation program", form);
-  const Cell* text = ctermToCtext(value, r.model.cdefs, r.model.defs, r.env, r.model.cdef_names)->pair.head;
-  note_text(r.model.decimals, text, form, owner);
+  note_formula(r, value, form, owner);
 }
 
 // The reals the record's C text gets besides the values: the model's
@@ -226,12 +236,7 @@ void note_reals(RecordCheck& r, const Reads& reads) {
   for (const Cell* constant : reads.constants) note_real(r.model.decimals, constant, RealSource::model, constant, owner);
   const Cell* basis = aget_named(r.env, "basis");
   const Cell* fraction = entry_of(basis, "free_policy_fraction");
-  if (fraction == nullptr || is_nil(fraction->pair.tail)) return;
-  if (!r.model.formulas_written.insert(fraction->pair.tail).second) return;
-  set_context(r.at.where, &r.context, "writing into the calculation program", fraction->pair.tail);
-  const Cell* text =
-      ctermToCtext(fraction->pair.tail, r.model.cdefs, r.model.defs, r.env, r.model.cdef_names)->pair.head;
-  note_text(r.model.decimals, text, fraction->pair.head, owner);
+  if (fraction != nullptr && !is_nil(fraction->pair.tail)) note_formula(r, fraction->pair.tail, fraction->pair.head, owner);
 }
 
 void check_values(RecordCheck& r, const Reads& reads) {

@@ -25,6 +25,8 @@ struct ModelView {
   const Cell* cdef_names = nullptr;    // in this script, see cdef_names()
   DecimalLosses decimals;
   std::set<const Cell*> formulas_written;  // for the policy being checked: its products share them
+  std::set<const Cell*> basis_formulas;    // of this script's basis, see basis_formulas()
+  std::set<const Cell*> whole_formulas;    // of those, the ones whose C text loses nothing
 };
 
 // One product entry in its place: the three association lists that make
