@@ -33,7 +33,7 @@ struct DecimalLoss {
 
 struct DecimalLosses {
   std::vector<DecimalLoss> found;  // in the order first met
-  std::map<std::string, size_t> at;
+  std::map<std::string, size_t> at;  // a place as FILE:LINE:CHARACTER to its index in `found`
 };
 
 // The user's owner of a real: "policy 3 (line 57), product 2 "a01_009"" and
