@@ -139,7 +139,7 @@ void check_birth(const Cell* policy, const Cell* portfolio, const std::string& o
 }
 
 void check_policy(PortfolioCheck& check, const Cell* portfolio, const Cell* policy, const Cell* written,
-                  const std::string& owner) {
+                  const std::string& owner, long number) {
   std::vector<std::string> close = check_keys(policy, Level::policy, check.catalogue, owner);
   check_flags(policy, owner);
   check_birth(policy, portfolio, owner);
@@ -160,7 +160,7 @@ void check_policy(PortfolioCheck& check, const Cell* portfolio, const Cell* poli
     set_context(where, &product_owner, "checking the product", nullptr);
     check_keys(items[j], Level::product, check.catalogue, product_owner);
     check_flags(items[j], product_owner);
-    check_product(check.model, ProductAt{items[j], policy, portfolio, where, product_owner});
+    check_product(check.model, ProductAt{items[j], policy, portfolio, where, product_owner, number});
   }
 }
 
@@ -196,11 +196,15 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio_stateme
     return;
   }
   if (first) check.policies_place = place_of(entry->pair.head);
+  check.model.cdef_names = cdef_names(check.model.cdefs);
+  check.model.basis_formulas = basis_formulas(portfolio);
+  check.model.whole_formulas.clear();
   std::vector<const Cell*> policies = items_of(entry->pair.tail);
   std::vector<const Cell*> sources = source_items(source_entry(written, "policies"));
   for (size_t k = 0; k < policies.size(); k++) {
     const Cell* where = place_cell(sources, policies.size(), k, policies[k]);
-    std::string owner = "policy " + std::to_string(check.first_policy + static_cast<long>(k)) + line_of(where);
+    long number = check.first_policy + static_cast<long>(k);
+    std::string owner = "policy " + std::to_string(number) + line_of(where);
     if (!is_entries(policies[k])) {
       report(Severity::error, where, owner + " is not an association list with string keys");
       continue;
@@ -209,14 +213,21 @@ void check_portfolio_script(PortfolioCheck& check, const Cell* portfolio_stateme
     // What a policy's checks make is forgotten once they are done: the
     // memory of a check stays that of the portfolio itself.
     CellMark mark = mark_cells();
-    check_policy(check, portfolio, policies[k], where, owner);
+    check.model.formulas_written.clear();
+    check_policy(check, portfolio, policies[k], where, owner, number);
     release_cells(mark);
   }
   check.policies += static_cast<long>(policies.size());
+  // The basis's own functions in the program, once the policies have
+  // shown that the basis holds what they read.
+  if (first && errors_reported() == 0) {
+    note_basis_texts(check.model.decimals, portfolio, check.model.cdefs, check.model.defs, check.model.cdef_names);
+  }
 }
 
 void finish_portfolio_checks(PortfolioCheck& check) {
   if (!check.valued) return;
+  report_decimal_losses(check.model.decimals);
   if (check.policies == 0) {
     report_at(check.policies_place, Severity::error, "the portfolio has no policy: there is nothing to value");
     return;

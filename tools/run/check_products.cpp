@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/list.h"
+#include "expr/ctext.h"
 #include "expr/eval.h"
 #include "expr/verify_cexpr.h"
 #include "tools/run/check_keys.h"
@@ -194,6 +195,50 @@ void check_initial_states(RecordCheck& r, const Cell* tree) {
   }
 }
 
+// Whether a value comes from another script than its v_real form: a
+// number that the user's data gives as it is, such as a basis formula of
+// one constant.
+bool given_elsewhere(const Cell* value, const Cell* form) {
+  return value->character != 0 && value->file != nullptr && form->file != nullptr &&
+         strcmp(value->file, form->file) != 0;
+}
+
+// A formula as the engine writes it, once a policy: a formula of the
+// basis that loses nothing is not written again for the script's other
+// policies.
+void note_formula(RecordCheck& r, const Cell* formula, const Cell* where, const RealOwner& owner) {
+  ModelView& model = r.model;
+  if (model.whole_formulas.count(formula) != 0 || !model.formulas_written.insert(formula).second) return;
+  set_context(r.at.where, &r.context, "writing into the calculation program", formula);
+  const Cell* text = ctermToCtext(formula, model.cdefs, model.defs, r.env, model.cdef_names)->pair.head;
+  if (note_text(model.decimals, text, where, owner) == 0 && model.basis_formulas.count(formula) != 0) {
+    model.whole_formulas.insert(formula);
+  }
+}
+
+// The value of a v_real as the program gets it: a number as it is, a
+// formula as the engine writes it once it has the value.
+void note_value(RecordCheck& r, const Cell* form, const Cell* value) {
+  RealOwner owner{r.context, r.at.number};
+  if (is_integer(value)) return;
+  if (is_real(value)) {
+    bool given = given_elsewhere(value, form);
+    note_real(r.model.decimals, value, given ? RealSource::formula : RealSource::value, given ? value : form, owner);
+    return;
+  }
+  note_formula(r, value, form, owner);
+}
+
+// The reals the record's C text gets besides the values: the model's
+// constants, and the free-policy fraction of its basis.
+void note_reals(RecordCheck& r, const Reads& reads) {
+  RealOwner owner{r.context, r.at.number};
+  for (const Cell* constant : reads.constants) note_real(r.model.decimals, constant, RealSource::model, constant, owner);
+  const Cell* basis = aget_named(r.env, "basis");
+  const Cell* fraction = entry_of(basis, "free_policy_fraction");
+  if (fraction != nullptr && !is_nil(fraction->pair.tail)) note_formula(r, fraction->pair.tail, fraction->pair.head, owner);
+}
+
 void check_values(RecordCheck& r, const Reads& reads) {
   for (const Cell* form : reads.values) {
     if (!is_cons(form->pair.tail)) continue;
@@ -207,25 +252,41 @@ void check_values(RecordCheck& r, const Reads& reads) {
     if (good && kind == Kind::real_term && !is_integer(value) && !is_real(value)) {
       good = is_symbol_named(verifyCExpr(nil(), r.model.cdefs, nil(), value), "t_real");
     }
+    if (good && kind == Kind::real_term) note_value(r, form, value);
     if (good) continue;
     r.error(r.at.where, cell_text(form) + model_place(form) + values_read(r, expression) + " gives " +
                             cell_text(value) + ", not " + kind_name(kind));
   }
 }
 
-// A record: the product itself or a term of its linear combination.
+const Reads& reads_of(ModelView& model, const Cell* key, bool coefficient) {
+  auto known = model.reads.find(key);
+  if (known != model.reads.end()) return known->second;
+  Reads reads = coefficient ? term_reads(key, model.cdefs, model.defs) : product_reads(key, model.cdefs, model.defs);
+  return model.reads.emplace(key, reads).first->second;
+}
+
+// A record: the product itself, or a term of its linear combination with
+// its coefficient.
 void check_record(ModelView& model, const ProductAt& at, const Cell* env, const std::string& name,
-                  const std::string& label, const Cell* record) {
+                  const std::string& label, const Cell* record, const Cell* coefficient) {
   RecordCheck r{model, at, env, name, label, ""};
   r.context = at.owner + " " + label;
-  auto known = model.reads.find(record);
-  if (known == model.reads.end()) known = model.reads.emplace(record, product_reads(record, model.cdefs, model.defs)).first;
-  const Reads& reads = known->second;
+  const Reads& reads = reads_of(model, record, false);
+  static const Reads NO_COEFFICIENT;
+  const Reads& weight = coefficient != nullptr ? reads_of(model, coefficient, true) : NO_COEFFICIENT;
   check_needs(r, reads);
+  check_needs(r, weight);
   if (r.errors > 0) return;
   check_initial_states(r, aget_named(record, "splitAssoc"));
   if (r.errors > 0) return;
   check_values(r, reads);
+  check_values(r, weight);
+  if (r.errors > 0) return;
+  note_reals(r, reads);
+  for (const Cell* constant : weight.constants) {
+    note_real(model.decimals, constant, RealSource::model, constant, RealOwner{r.context, at.number});
+  }
 }
 
 bool flag(const Cell* env, const char* name) {
@@ -291,7 +352,7 @@ void check_product(ModelView& model, const ProductAt& at) {
   }
   const Cell* amount = aget_named(definition, "paySize");
   if (!(is_cons(amount) && is_symbol_named(amount->pair.head, "linear_combination"))) {
-    check_record(model, at, env, r.name, r.label, definition);
+    check_record(model, at, env, r.name, r.label, definition, nullptr);
     return;
   }
   for (const Cell* t = amount->pair.tail; is_cons(t); t = t->pair.tail) {
@@ -302,6 +363,7 @@ void check_product(ModelView& model, const ProductAt& at) {
       r.error(at.where, "its term " + cell_text(term) + model_place(term) + " names no product of the model");
       continue;
     }
-    check_record(model, at, env, term_name->text, r.label + " (its term " + term_name->text + ")", term_record);
+    check_record(model, at, env, term_name->text, r.label + " (its term " + term_name->text + ")", term_record,
+                 first(t->pair.head));
   }
 }

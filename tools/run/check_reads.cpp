@@ -15,6 +15,7 @@ struct Walk {
   std::set<std::string> cdefs_seen;
   std::vector<const Cell*> bound;  // parameters of the value definitions walked into
   int depth = 0;
+  bool program = true;  // the expressions walked go into the program as C text
 };
 
 bool is_bound(const Walk& w, const Cell* symbol) {
@@ -130,6 +131,7 @@ void walk_c(Walk& w, const Cell* e) {
     if (!is_cons(definition) || !w.cdefs_seen.insert(e->text).second) return;
     return walk_c(w, definition->pair.tail);
   }
+  if (is_real(e) && w.program) w.reads.constants.push_back(e);
   if (!is_cons(e)) return;
   const Cell* op = e->pair.head;
   Kind kind = named(op, "v_date") ? Kind::date
@@ -160,15 +162,26 @@ void walk_tree(Walk& w, const Cell* tree) {
 
 Reads product_reads(const Cell* record, const Cell* cdefs, const Cell* defs) {
   Reads reads;
-  Walk w{cdefs, defs, reads, {}, {}, 0};
-  walk_c(w, aget_named(record, "expiry"));
+  Walk w{cdefs, defs, reads, {}, {}, 0, true};
   const Cell* amount = aget_named(record, "paySize");
   if (!(is_cons(amount) && named(amount->pair.head, "linear_combination"))) walk_c(w, amount);
   walk_tree(w, aget_named(record, "splitAssoc"));
+  // The expiry is worked out to a month before the program is written;
+  // last, so that a C-level definition it shares with the amount has been
+  // walked as program text.
+  w.program = false;
+  walk_c(w, aget_named(record, "expiry"));
+  return reads;
+}
+
+Reads term_reads(const Cell* term, const Cell* cdefs, const Cell* defs) {
+  Reads reads;
+  Walk w{cdefs, defs, reads, {}, {}, 0, true};
+  walk_c(w, term);
   return reads;
 }
 
 void script_reads(const Cell* expression, const Cell* defs, Reads& reads) {
-  Walk w{nil(), defs, reads, {}, {}, 0};
+  Walk w{nil(), defs, reads, {}, {}, 0, true};
   walk_script(w, expression, Kind::any, true, expression);
 }

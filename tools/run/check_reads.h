@@ -33,12 +33,17 @@ struct Need {
 
 struct Reads {
   std::vector<Need> needs;
-  std::vector<const Cell*> values;  // (v_date X), (v_span X), (v_real X) forms
+  std::vector<const Cell*> values;     // (v_date X), (v_span X), (v_real X) forms
+  std::vector<const Cell*> constants;  // reals written in the C-level expressions the program gets
 };
 
 // `record` is a product record of the model; `cdefs` and `defs` as the
 // model passes built them.
 Reads product_reads(const Cell* record, const Cell* cdefs, const Cell* defs);
+
+// The reads of one C-level expression: a coefficient of a linear
+// combination.
+Reads term_reads(const Cell* term, const Cell* cdefs, const Cell* defs);
 
 // The needs of one script expression.
 void script_reads(const Cell* expression, const Cell* defs, Reads& reads);
