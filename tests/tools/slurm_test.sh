@@ -4,8 +4,9 @@
 #   slurm_test.sh BIN CASE
 #
 # BIN holds talvon and talvon-run. CASE:
-#   same         300 policies in 6 tasks give every cashflow and reserve of
-#                the local run as one program, to 1e-12 relative
+#   same         300 policies in 6 tasks, 2 at a time, give every cashflow
+#                and reserve of the local run as one program, to 1e-12
+#                relative
 #   failed_task  one running task is cancelled: the run fails naming its
 #                task and chunk, the job is cancelled, no results are written
 #   interrupted  talvon-run gets SIGINT: exit 130, the job cancelled, the
@@ -97,8 +98,8 @@ status=0
 case "$case" in
   same)
     "$bin/talvon-run" -q --chunk 0 -o local "$model" "$portfolio" >/dev/null
-    "$bin/talvon-run" -q --slurm --chunk 50 --shared-dir "$work/shared" -o cluster "$model" "$portfolio" \
-      >/dev/null
+    "$bin/talvon-run" -q --slurm --jobs 2 --chunk 50 --shared-dir "$work/shared" -o cluster "$model" \
+      "$portfolio" >/dev/null
     [ "$(wc -l <cluster/cashflows.csv)" -gt 1440 ] || fail "too few cashflows"
     same_numbers local/cashflows.csv cluster/cashflows.csv
     same_numbers local/reserves.csv cluster/reserves.csv

@@ -16,7 +16,9 @@ std::string trimmed(const std::string& text) {
 }  // namespace
 
 std::vector<std::string> sbatch_command(const JobArray& array) {
-  std::vector<std::string> argv = {"sbatch", "--parsable", "--array=1-" + std::to_string(array.tasks),
+  std::string indexes = "1-" + std::to_string(array.tasks);
+  if (array.at_once > 0) indexes += "%" + std::to_string(array.at_once);
+  std::vector<std::string> argv = {"sbatch", "--parsable", "--array=" + indexes,
                                    "--job-name=" + array.name, "--output=" + array.log_pattern};
   // The user's options come later, so they win over ours (but --array).
   argv.insert(argv.end(), array.options.begin(), array.options.end());

@@ -10,6 +10,7 @@ struct JobArray {
   std::string script;                   // the batch script
   std::vector<std::string> script_args;
   long tasks = 0;                       // array indexes 1..tasks
+  int at_once = 0;                      // tasks running at once; 0: no limit of ours
   std::string name;                     // the job's name
   std::string log_pattern;              // sbatch --output, %4a: the index
   std::vector<std::string> options;     // the user's own sbatch options

@@ -126,6 +126,8 @@ JobArray job_array(const RunOptions& options, const std::string& folder, size_t 
   }
   if (options.socket) array.script_args.push_back("--socket");
   array.tasks = static_cast<long>(chunks);
+  // --jobs spares a shared cluster: Slurm starts no more tasks at once.
+  array.at_once = options.jobs;
   array.name = "talvon";
   array.log_pattern = folder + "/%4a/slurm.out";
   array.options = options.sbatch;

@@ -52,10 +52,8 @@ std::string conf_folder(const RunOptions& options) {
   return "";
 }
 
-// Whether the run script's task is the cashflow of (portfolio), the one
-// task that adds up over chunks: its text without comments and with blanks
-// run together holds that definition.
-bool values_the_portfolio(const std::string& run) {
+// The run script without comments and with blanks run together.
+std::string plain_script(const std::string& run) {
   std::string plain;
   bool comment = false, string = false;
   for (char c : run) {
@@ -73,7 +71,17 @@ bool values_the_portfolio(const std::string& run) {
     if (c == ')' && !plain.empty() && plain.back() == ' ') plain.pop_back();
     plain.push_back(c);
   }
-  return plain.find("(define (task) (cashflow (portfolio)))") != std::string::npos;
+  return plain;
+}
+
+// Whether the run script's task is the cashflow of (portfolio), the one
+// task that adds up over chunks.
+bool values_the_portfolio(const std::string& run) {
+  return plain_script(run).find("(define (task) (cashflow (portfolio)))") != std::string::npos;
+}
+
+bool generates_files(const std::string& run) {
+  return plain_script(run).find("(define (task) (generate") != std::string::npos;
 }
 
 std::string base_name(const std::string& path) {
@@ -120,6 +128,8 @@ ChunkManifest write_chunks(const RunOptions& options, const std::string& dir) {
   std::string model = read_script(options.model, "model");
   std::string run = options.run.empty() ? DEFAULT_RUN_SCRIPT : read_script(options.run, "run script");
   check_readable(options.portfolio, "portfolio");
+  // A cluster's task cannot hand back the files talvon writes where it runs.
+  if (options.slurm && generates_files(run)) die("talvon-run: a generate task runs here, not on the cluster: leave out --slurm");
   ChunkManifest m;
   auto absolute = [](const std::string& path) {
     return path == "-" || path.empty() ? path : std::filesystem::absolute(path).string();
@@ -277,7 +287,10 @@ int value_chunk_only(const RunOptions& options) {
   ChunkResult result;
   value_chunks({scheduled(options, conf, dir, m, index)}, 1, display(options), "",
                [&](ChunkResult& finished) { result = std::move(finished); });
-  if (!result.results_sent) fail_run("talvon-run: the chunk's task sent no results");
+  if (!result.results_sent) {
+    fail_run("talvon-run: the chunk's task sent no results: the calculation program failed, or the task values no "
+             "portfolio (a generate task runs without chunk steps)");
+  }
   write_chunk_results(folder, result.results);
   set_status_file("");
   write_text_file(folder + "/status", "ok\n");
