@@ -19,6 +19,7 @@
 #include "model/statements.h"
 #include "platform/large_stack.h"
 #include "tools/run/check_portfolio.h"
+#include "tools/run/coverage_dump.h"
 #include "tools/run/run_dir.h"
 #include "tools/run/scramble.h"
 
@@ -100,6 +101,7 @@ void on_fatal_exit() {
   write_context();
   fflush(stdout);
   fflush(stderr);
+  dump_coverage();
   _exit(FATAL_STATUS);
 }
 
@@ -110,6 +112,7 @@ void on_fatal_exit() {
   atexit(on_fatal_exit);
   int status = run_on_large_stack(check_main, 0, nullptr);
   fflush(stdout);
+  dump_coverage();
   _exit(status);
 }
 
