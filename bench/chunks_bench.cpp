@@ -23,7 +23,6 @@
 // 20,000 policies one program needs more memory than the machine has to
 // spare (1.5 GB at 20,000, growing faster than the portfolio).
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -32,6 +31,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -43,6 +43,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/proc_stats.h"
 #include "tools/run/options.h"
 
 namespace {
@@ -87,30 +88,6 @@ void write_text(const std::string& path, const std::string& text) {
 
 // ---- The process tree ----
 
-long rss_kib(pid_t pid) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.rfind("VmRSS:", 0) == 0) return atol(line.c_str() + 6);
-  }
-  return 0;
-}
-
-// The children of every thread of a process.
-std::vector<pid_t> children(pid_t pid) {
-  std::vector<pid_t> found;
-  std::string tasks = "/proc/" + std::to_string(pid) + "/task";
-  DIR* dir = opendir(tasks.c_str());
-  if (dir == nullptr) return found;
-  while (dirent* entry = readdir(dir)) {
-    if (entry->d_name[0] == '.') continue;
-    std::ifstream in(tasks + "/" + entry->d_name + "/children");
-    for (pid_t child; in >> child;) found.push_back(child);
-  }
-  closedir(dir);
-  return found;
-}
-
 // The resident memory of `root` and everything under it, found through
 // the children lists rather than a scan of all /proc, which would cost
 // more than what it measures.
@@ -118,7 +95,7 @@ long tree_rss_kib(pid_t root) {
   std::vector<pid_t> tree = {root};
   long sum = 0;
   for (size_t i = 0; i < tree.size(); i++) {
-    sum += rss_kib(tree[i]);
+    sum += status_kib(tree[i], "VmRSS:");
     for (pid_t child : children(tree[i])) tree.push_back(child);
   }
   return sum;

@@ -30,7 +30,6 @@
 //   phases_bench [--sizes 10,100,1000,10000] [--runs 3] [--large-runs 2]
 //                [--csv PATH] [--build DIR] [--source DIR] [--keep]
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
@@ -41,16 +40,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "bench/proc_stats.h"
 #include "tools/run/progress_records.h"
 #include "tools/run/result_records.h"
 
@@ -173,56 +173,11 @@ void prepare_portfolio(const Options& o, const RunDir& d, int policies) {
 
 // ---- Watching a valuation ----
 
-long vm_hwm_kib(pid_t pid, std::string* name) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  long kib = 0;
-  while (std::getline(in, line)) {
-    if (name != nullptr && line.rfind("Name:", 0) == 0) {
-      *name = line.substr(line.find_first_not_of(" \t", 5));
-    } else if (line.rfind("VmHWM:", 0) == 0) {
-      kib = atol(line.c_str() + 6);
-    }
-  }
-  return kib;
-}
-
-// User and system time of a process, its children not counted.
-double cpu_seconds(pid_t pid) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  size_t end = text.rfind(')');  // the name may hold blanks
-  if (end == std::string::npos) return 0;
-  std::istringstream fields(text.substr(end + 2));
-  std::string field;
-  double ticks = 0;
-  for (int i = 3; i <= 15 && fields >> field; i++) {
-    if (i == 14 || i == 15) ticks += atof(field.c_str());
-  }
-  return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-// talvon's children, over all its threads.
-std::vector<pid_t> children_of(pid_t pid) {
-  std::vector<pid_t> children;
-  std::string tasks = "/proc/" + std::to_string(pid) + "/task";
-  DIR* dir = opendir(tasks.c_str());
-  if (dir == nullptr) return children;
-  while (struct dirent* entry = readdir(dir)) {
-    if (entry->d_name[0] == '.') continue;
-    std::ifstream in(tasks + "/" + entry->d_name + "/children");
-    pid_t child;
-    while (in >> child) children.push_back(child);
-  }
-  closedir(dir);
-  return children;
-}
-
 void sample_memory(pid_t talvon, Run& r) {
-  r.talvon_kib = std::max(r.talvon_kib, vm_hwm_kib(talvon, nullptr));
-  for (pid_t child : children_of(talvon)) {
+  r.talvon_kib = std::max(r.talvon_kib, status_kib(talvon, "VmHWM:"));
+  for (pid_t child : children(talvon)) {
     std::string name;
-    long kib = vm_hwm_kib(child, &name);
+    long kib = status_kib(child, "VmHWM:", &name);
     if (name == "tcc") r.tcc_kib = std::max(r.tcc_kib, kib);
     if (name == "tmp") r.program_kib = std::max(r.program_kib, kib);
   }
