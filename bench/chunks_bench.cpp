@@ -23,42 +23,35 @@
 // 20,000 policies one program needs more memory than the machine has to
 // spare (1.5 GB at 20,000, growing faster than the portfolio).
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "bench/bench_support.h"
+#include "bench/proc_stats.h"
 #include "tools/run/options.h"
 
 namespace {
 
 constexpr int SAMPLE_MILLISECONDS = 20;
 
-struct Options {
+struct Options : BenchPaths {
   std::vector<long> sizes = {1000, 10000, 100000};
   std::vector<long> chunks = {100, DEFAULT_CHUNK, 500, 1000};
   bool chunks_given = false;
   int jobs = 0;  // talvon-run's default
   long whole_max = 20000;
-  std::string csv;
-  std::string build;
-  std::string source = TALVON_SOURCE_DIR;
-  bool keep = false;
 };
 
 struct Measured {
@@ -69,47 +62,7 @@ struct Measured {
   double difference = -1;  // against the whole run; -1 when none
 };
 
-[[noreturn]] void fail(const std::string& message) {
-  fprintf(stderr, "chunks_bench: %s\n", message.c_str());
-  exit(1);
-}
-
-double now() {
-  using namespace std::chrono;
-  return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-void write_text(const std::string& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary);
-  out << text;
-  if (!out) fail("cannot write " + path);
-}
-
 // ---- The process tree ----
-
-long rss_kib(pid_t pid) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.rfind("VmRSS:", 0) == 0) return atol(line.c_str() + 6);
-  }
-  return 0;
-}
-
-// The children of every thread of a process.
-std::vector<pid_t> children(pid_t pid) {
-  std::vector<pid_t> found;
-  std::string tasks = "/proc/" + std::to_string(pid) + "/task";
-  DIR* dir = opendir(tasks.c_str());
-  if (dir == nullptr) return found;
-  while (dirent* entry = readdir(dir)) {
-    if (entry->d_name[0] == '.') continue;
-    std::ifstream in(tasks + "/" + entry->d_name + "/children");
-    for (pid_t child; in >> child;) found.push_back(child);
-  }
-  closedir(dir);
-  return found;
-}
 
 // The resident memory of `root` and everything under it, found through
 // the children lists rather than a scan of all /proc, which would cost
@@ -118,7 +71,7 @@ long tree_rss_kib(pid_t root) {
   std::vector<pid_t> tree = {root};
   long sum = 0;
   for (size_t i = 0; i < tree.size(); i++) {
-    sum += rss_kib(tree[i]);
+    sum += status_kib(tree[i], "VmRSS:");
     for (pid_t child : children(tree[i])) tree.push_back(child);
   }
   return sum;
@@ -127,18 +80,7 @@ long tree_rss_kib(pid_t root) {
 // Runs talvon-run with the arguments, its output dropped, and measures it.
 Measured run_measured(const std::vector<std::string>& argv, const std::string& cwd) {
   double start = now();
-  pid_t pid = fork();
-  if (pid < 0) fail("fork");
-  if (pid == 0) {
-    if (chdir(cwd.c_str()) != 0) _exit(126);
-    int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    _exit(127);
-  }
+  pid_t pid = start_quiet(argv, cwd);
   Measured m;
   int status = 0;
   rusage usage = {};
@@ -152,7 +94,7 @@ Measured run_measured(const std::vector<std::string>& argv, const std::string& c
   // talvon-run's own time and that of all it waited for.
   m.cpu_s = usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + usage.ru_stime.tv_sec +
             usage.ru_stime.tv_usec / 1e6;
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) fail(argv[0] + " failed in " + cwd);
+  require_success(status, argv, cwd);
   return m;
 }
 
@@ -236,40 +178,24 @@ std::string goals(const std::vector<Measured>& runs) {
 
 // ---- Command line ----
 
-std::vector<long> parse_list(const char* text) {
-  std::vector<long> list;
-  std::stringstream in(text);
-  std::string item;
-  while (std::getline(in, item, ',')) {
-    char* end = nullptr;
-    long n = strtol(item.c_str(), &end, 10);
-    if (item.empty() || *end != '\0' || n < 0) fail("bad number: " + item);
-    list.push_back(n);
-  }
-  return list;
-}
-
-std::string absolute(const char* path) {
-  char resolved[PATH_MAX];
-  if (realpath(path, resolved) == nullptr) fail(std::string("realpath ") + path);
-  return resolved;
-}
+const char* const USAGE =
+    "usage: chunks_bench [--sizes 1000,10000,100000] [--chunks 100,200,500,1000] [--jobs N] "
+    "[--whole-max 20000] [--csv PATH] [--keep]";
 
 Options bench_options(int argc, char** argv) {
   Options o;
-  std::string exe = absolute("/proc/self/exe");
-  o.build = exe.substr(0, exe.rfind("/bench/"));  // the bench programs live in <build>/bench
   for (int i = 1; i < argc; i++) {
     std::string arg = argv[i];
-    bool has_value = i + 1 < argc;
-    if (arg == "--sizes" && has_value) o.sizes = parse_list(argv[++i]);
-    else if (arg == "--chunks" && has_value) o.chunks = parse_list(argv[++i]), o.chunks_given = true;
-    else if (arg == "--jobs" && has_value) o.jobs = atoi(argv[++i]);
-    else if (arg == "--whole-max" && has_value) o.whole_max = atol(argv[++i]);
-    else if (arg == "--csv" && has_value) o.csv = argv[++i];
+    if (arg == "--sizes") o.sizes = parse_list(option_value(argc, argv, i, USAGE), 0, "number");
+    else if (arg == "--chunks") {
+      o.chunks = parse_list(option_value(argc, argv, i, USAGE), 0, "number");
+      o.chunks_given = true;
+    }
+    else if (arg == "--jobs") o.jobs = atoi(option_value(argc, argv, i, USAGE));
+    else if (arg == "--whole-max") o.whole_max = atol(option_value(argc, argv, i, USAGE));
+    else if (arg == "--csv") o.csv = option_value(argc, argv, i, USAGE);
     else if (arg == "--keep") o.keep = true;
-    else fail("usage: chunks_bench [--sizes 1000,10000,100000] [--chunks 100,200,500,1000] [--jobs N] "
-              "[--whole-max 20000] [--csv PATH] [--keep]");
+    else fail(USAGE);
   }
   if (o.csv.empty()) o.csv = o.source + "/bench/chunks.csv";
   return o;
@@ -279,9 +205,7 @@ Options bench_options(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   Options o = bench_options(argc, argv);
-  char top_template[] = "/tmp/talvon-chunks-bench-XXXXXX";
-  if (mkdtemp(top_template) == nullptr) fail("mkdtemp");
-  std::string top = top_template;
+  std::string top = make_temp_folder("talvon-chunks-bench");
   std::string run = o.build + "/talvon-run";
   std::string model = o.source + "/models/pension/model.tal";
   std::string csv = "policies,chunk,wall_s,cpu_s,peak_kib,difference\n";
@@ -293,8 +217,7 @@ int main(int argc, char** argv) {
     std::string dir = top + "/p" + std::to_string(policies);
     mkdir(dir.c_str(), 0700);
     // The portfolios come from talvon's own generate task.
-    write_text(dir + "/generate.tal",
-               "(define (task) (generate " + std::to_string(policies) + " \"a.pf\" \"b.pf\"))\n");
+    write_text(dir + "/generate.tal", generate_script(policies));
     run_measured({run, "-q", "-o", dir, model, o.source + "/models/example/portfolio.tal", dir + "/generate.tal"}, dir);
     // Beyond --whole-max only talvon-run's default chunk size, unless the
     // sizes were given.
@@ -321,11 +244,6 @@ int main(int argc, char** argv) {
          load[1], load[2]);
   write_text(o.csv, csv);
   printf("wrote %s\n", o.csv.c_str());
-  if (!o.keep) {
-    std::string command = "rm -rf '" + top + "'";
-    if (system(command.c_str()) != 0) fail("cannot remove " + top);
-  } else {
-    printf("kept %s\n", top.c_str());
-  }
+  remove_or_keep(top, o.keep);
   return 0;
 }

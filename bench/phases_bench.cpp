@@ -30,7 +30,6 @@
 //   phases_bench [--sizes 10,100,1000,10000] [--runs 3] [--large-runs 2]
 //                [--csv PATH] [--build DIR] [--source DIR] [--keep]
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
@@ -40,17 +39,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "bench/bench_support.h"
+#include "bench/proc_stats.h"
 #include "tools/run/progress_records.h"
 #include "tools/run/result_records.h"
 
@@ -59,19 +54,15 @@ namespace {
 // How often talvon and its children are sampled while nothing arrives.
 constexpr int POLL_MILLISECONDS = 2;
 
-struct Options {
-  std::vector<int> sizes = {10, 100, 1000, 10000};
+struct Options : BenchPaths {
+  std::vector<long> sizes = {10, 100, 1000, 10000};
   int runs = 3;
   int large_runs = 2;  // runs for sizes of 10,000 and more
-  std::string csv;
-  std::string build;
-  std::string source = TALVON_SOURCE_DIR;
-  bool keep = false;
 };
 
 // One valuation, measured.
 struct Run {
-  int policies = 0;
+  long policies = 0;
   int run = 0;
   double read_s = 0, write_s = 0, compile_s = 0, run_s = 0, total_s = 0;
   double ours_cpu_s = 0;  // talvon's own CPU time through writing
@@ -81,52 +72,14 @@ struct Run {
   long records = 0;
 };
 
-[[noreturn]] void fail(const std::string& message) {
-  fprintf(stderr, "phases_bench: %s\n", message.c_str());
-  exit(1);
-}
-
-[[noreturn]] void fail_errno(const std::string& what) {
-  fail(what + ": " + strerror(errno));
-}
-
-double now() {
-  using namespace std::chrono;
-  return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-std::string read_text(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
-void write_text(const std::string& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary);
-  out << text;
-  if (!out) fail("cannot write " + path);
-}
-
 // ---- Running the tools ----
 
 // Runs a program in a directory and waits; its standard output is dropped.
 void run_tool(const std::vector<std::string>& argv, const std::string& cwd) {
-  pid_t pid = fork();
-  if (pid < 0) fail_errno("fork");
-  if (pid == 0) {
-    if (chdir(cwd.c_str()) != 0) _exit(126);
-    int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    _exit(127);
-  }
+  pid_t pid = start_quiet(argv, cwd);
   int status;
   if (waitpid(pid, &status, 0) < 0) fail_errno("waitpid");
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) fail(argv[0] + " failed in " + cwd);
+  require_success(status, argv, cwd);
 }
 
 void scramble(const Options& o, const std::string& from, const std::string& to) {
@@ -139,7 +92,7 @@ struct RunDir {
   std::string root, work, bin;
 };
 
-RunDir make_run_dir(const Options& o, const std::string& top, int policies) {
+RunDir make_run_dir(const Options& o, const std::string& top, long policies) {
   RunDir d;
   d.root = top + "/p" + std::to_string(policies);
   d.work = d.root + "/work";
@@ -158,11 +111,10 @@ RunDir make_run_dir(const Options& o, const std::string& top, int policies) {
 
 // Writes the random portfolios with the generate task and prepares the
 // scripts of the valuation of the second one.
-void prepare_portfolio(const Options& o, const RunDir& d, int policies) {
+void prepare_portfolio(const Options& o, const RunDir& d, long policies) {
   scramble(o, o.source + "/models/pension/model.tal", d.work + "/m.bin");
   write_text(d.root + "/empty.tal", "(define (portfolio) (assoc (\"policies\" ())))\n");
-  write_text(d.root + "/generate.tal",
-             "(define (task) (generate " + std::to_string(policies) + " \"a.pf\" \"b.pf\"))\n");
+  write_text(d.root + "/generate.tal", generate_script(policies));
   write_text(d.root + "/cashflow.tal", "(define (task) (cashflow (portfolio)))\n");
   scramble(o, d.root + "/empty.tal", d.work + "/e.bin");
   scramble(o, d.root + "/generate.tal", d.work + "/g.bin");
@@ -173,56 +125,11 @@ void prepare_portfolio(const Options& o, const RunDir& d, int policies) {
 
 // ---- Watching a valuation ----
 
-long vm_hwm_kib(pid_t pid, std::string* name) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  long kib = 0;
-  while (std::getline(in, line)) {
-    if (name != nullptr && line.rfind("Name:", 0) == 0) {
-      *name = line.substr(line.find_first_not_of(" \t", 5));
-    } else if (line.rfind("VmHWM:", 0) == 0) {
-      kib = atol(line.c_str() + 6);
-    }
-  }
-  return kib;
-}
-
-// User and system time of a process, its children not counted.
-double cpu_seconds(pid_t pid) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  size_t end = text.rfind(')');  // the name may hold blanks
-  if (end == std::string::npos) return 0;
-  std::istringstream fields(text.substr(end + 2));
-  std::string field;
-  double ticks = 0;
-  for (int i = 3; i <= 15 && fields >> field; i++) {
-    if (i == 14 || i == 15) ticks += atof(field.c_str());
-  }
-  return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-// talvon's children, over all its threads.
-std::vector<pid_t> children_of(pid_t pid) {
-  std::vector<pid_t> children;
-  std::string tasks = "/proc/" + std::to_string(pid) + "/task";
-  DIR* dir = opendir(tasks.c_str());
-  if (dir == nullptr) return children;
-  while (struct dirent* entry = readdir(dir)) {
-    if (entry->d_name[0] == '.') continue;
-    std::ifstream in(tasks + "/" + entry->d_name + "/children");
-    pid_t child;
-    while (in >> child) children.push_back(child);
-  }
-  closedir(dir);
-  return children;
-}
-
 void sample_memory(pid_t talvon, Run& r) {
-  r.talvon_kib = std::max(r.talvon_kib, vm_hwm_kib(talvon, nullptr));
-  for (pid_t child : children_of(talvon)) {
+  r.talvon_kib = std::max(r.talvon_kib, status_kib(talvon, "VmHWM:"));
+  for (pid_t child : children(talvon)) {
     std::string name;
-    long kib = vm_hwm_kib(child, &name);
+    long kib = status_kib(child, "VmHWM:", &name);
     if (name == "tcc") r.tcc_kib = std::max(r.tcc_kib, kib);
     if (name == "tmp") r.program_kib = std::max(r.program_kib, kib);
   }
@@ -299,7 +206,7 @@ pid_t start_server(const Options& o, const RunDir& d, const std::string& progres
   return pid;
 }
 
-Run value_once(const Options& o, const RunDir& d, int policies, int number) {
+Run value_once(const Options& o, const RunDir& d, long policies, int number) {
   Run r;
   r.policies = policies;
   r.run = number;
@@ -392,7 +299,7 @@ const char* const TABLE_HEAD =
 std::string table_row(const Run& m, size_t runs) {
   char line[512];
   snprintf(line, sizeof line,
-           "| %d | %zu | %.3f | %.3f | %.3f | %.3f | %.3f | %.2f | %.1f | %.0f | %.0f | %.0f |\n",
+           "| %ld | %zu | %.3f | %.3f | %.3f | %.3f | %.3f | %.2f | %.1f | %.0f | %.0f | %.0f |\n",
            m.policies, runs, m.read_s, m.write_s, m.compile_s, m.run_s, m.total_s, m.ours_cpu_s,
            m.tx_bytes / 1e6, mib(m.talvon_kib), mib(m.tcc_kib), mib(m.program_kib));
   return line;
@@ -400,7 +307,7 @@ std::string table_row(const Run& m, size_t runs) {
 
 std::string csv_row(const Run& r, const char* kind) {
   char line[512];
-  snprintf(line, sizeof line, "%d,%s,%.4f,%.4f,%.4f,%.4f,%.4f,%.2f,%ld,%ld,%ld,%ld,%ld,%d\n",
+  snprintf(line, sizeof line, "%ld,%s,%.4f,%.4f,%.4f,%.4f,%.4f,%.2f,%ld,%ld,%ld,%ld,%ld,%d\n",
            r.policies, kind, r.read_s, r.write_s, r.compile_s, r.run_s, r.total_s, r.ours_cpu_s,
            r.tx_bytes,
            r.talvon_kib, r.tcc_kib, r.program_kib, r.rusage_kib, r.pairs);
@@ -411,7 +318,7 @@ const char* const CSV_HEAD =
     "policies,run,read_check_s,write_s,compile_s,run_s,total_s,talvon_cpu_s,tx_bytes,talvon_peak_kib,"
     "tcc_peak_kib,program_peak_kib,wait4_maxrss_kib,account_pairs\n";
 
-const Run* find_size(const std::vector<Run>& medians, int policies) {
+const Run* find_size(const std::vector<Run>& medians, long policies) {
   for (const Run& m : medians) {
     if (m.policies == policies) return &m;
   }
@@ -448,46 +355,22 @@ std::string goals(const std::vector<Run>& medians) {
 
 // ---- Command line ----
 
-std::vector<int> parse_sizes(const char* text) {
-  std::vector<int> sizes;
-  std::stringstream in(text);
-  std::string item;
-  while (std::getline(in, item, ',')) {
-    int n = atoi(item.c_str());
-    if (n <= 0) fail("bad size: " + item);
-    sizes.push_back(n);
-  }
-  return sizes;
-}
-
-// The tools run in the run directory, so every path they get is absolute.
-std::string absolute(const char* path) {
-  char resolved[PATH_MAX];
-  if (realpath(path, resolved) == nullptr) fail_errno(std::string("realpath ") + path);
-  return resolved;
-}
-
-std::string directory_of(const char* path) {
-  std::string text = absolute(path);
-  return text.substr(0, text.rfind('/'));
-}
+const char* const USAGE =
+    "usage: phases_bench [--sizes 10,100,1000,10000] [--runs N] [--large-runs N] "
+    "[--csv PATH] [--build DIR] [--source DIR] [--keep]";
 
 Options parse_options(int argc, char** argv) {
   Options o;
-  o.build = directory_of("/proc/self/exe");
-  o.build = o.build.substr(0, o.build.rfind('/'));  // the bench programs live in <build>/bench
   for (int i = 1; i < argc; i++) {
     std::string arg = argv[i];
-    bool has_value = i + 1 < argc;
-    if (arg == "--sizes" && has_value) o.sizes = parse_sizes(argv[++i]);
-    else if (arg == "--runs" && has_value) o.runs = std::max(1, atoi(argv[++i]));
-    else if (arg == "--large-runs" && has_value) o.large_runs = std::max(1, atoi(argv[++i]));
-    else if (arg == "--csv" && has_value) o.csv = argv[++i];
-    else if (arg == "--build" && has_value) o.build = absolute(argv[++i]);
-    else if (arg == "--source" && has_value) o.source = absolute(argv[++i]);
+    if (arg == "--sizes") o.sizes = parse_list(option_value(argc, argv, i, USAGE), 1, "size");
+    else if (arg == "--runs") o.runs = std::max(1, atoi(option_value(argc, argv, i, USAGE)));
+    else if (arg == "--large-runs") o.large_runs = std::max(1, atoi(option_value(argc, argv, i, USAGE)));
+    else if (arg == "--csv") o.csv = option_value(argc, argv, i, USAGE);
+    else if (arg == "--build") o.build = absolute(option_value(argc, argv, i, USAGE));
+    else if (arg == "--source") o.source = absolute(option_value(argc, argv, i, USAGE));
     else if (arg == "--keep") o.keep = true;
-    else fail("usage: phases_bench [--sizes 10,100,1000,10000] [--runs N] [--large-runs N] "
-              "[--csv PATH] [--build DIR] [--source DIR] [--keep]");
+    else fail(USAGE);
   }
   if (o.csv.empty()) o.csv = o.source + "/bench/results.csv";
   return o;
@@ -497,20 +380,18 @@ Options parse_options(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   Options o = parse_options(argc, argv);
-  char top_template[] = "/tmp/talvon-bench-XXXXXX";
-  if (mkdtemp(top_template) == nullptr) fail_errno("mkdtemp");
-  std::string top = top_template;
+  std::string top = make_temp_folder("talvon-bench");
   std::string csv = CSV_HEAD;
   std::vector<Run> medians;
   std::vector<size_t> counts;
-  for (int policies : o.sizes) {
+  for (long policies : o.sizes) {
     RunDir d = make_run_dir(o, top, policies);
     prepare_portfolio(o, d, policies);
     int runs = policies >= 10000 ? o.large_runs : o.runs;
     std::vector<Run> all;
     for (int i = 1; i <= runs; i++) {
       Run r = value_once(o, d, policies, i);
-      fprintf(stderr, "%6d policies, run %d: %.3f + %.3f + %.3f + %.3f s\n", policies, i,
+      fprintf(stderr, "%6ld policies, run %d: %.3f + %.3f + %.3f + %.3f s\n", policies, i,
               r.read_s, r.write_s, r.compile_s, r.run_s);
       csv += csv_row(r, std::to_string(i).c_str());
       all.push_back(r);
@@ -525,11 +406,6 @@ int main(int argc, char** argv) {
          goals(medians).c_str());
   write_text(o.csv, csv);
   printf("\nwrote %s\n", o.csv.c_str());
-  if (!o.keep) {
-    std::string command = "rm -rf '" + top + "'";
-    if (system(command.c_str()) != 0) fail("cannot remove " + top);
-  } else {
-    printf("kept %s\n", top.c_str());
-  }
+  remove_or_keep(top, o.keep);
   return 0;
 }
