@@ -102,9 +102,9 @@ bool loses_decimals(double value) {
   return relative_off(value) > MOST_OFF;
 }
 
-void note_real(DecimalLosses& losses, const Cell* real, RealSource source, const Cell* where,
+bool note_real(DecimalLosses& losses, const Cell* real, RealSource source, const Cell* where,
                const RealOwner& owner) {
-  if (!is_real(real) || !loses_decimals(real->real)) return;
+  if (!is_real(real) || !loses_decimals(real->real)) return false;
   Finding place = place_of(where);
   std::string key = place.file.empty() ? "?" + six_decimals(real->real)
                                        : place.file + ":" + std::to_string(place.line) + ":" +
@@ -119,14 +119,14 @@ void note_real(DecimalLosses& losses, const Cell* real, RealSource source, const
     loss.policies++;
     loss.last_policy = owner.policy;
   }
+  return true;
 }
 
 int note_text(DecimalLosses& losses, const Cell* text, const Cell* where, const RealOwner& owner) {
   int losing = 0;
   for (; is_cons(text); text = text->pair.tail) losing += note_text(losses, text->pair.head, where, owner);
-  if (!is_real(text) || !loses_decimals(text->real)) return losing;
-  note_real(losses, text, RealSource::formula, has_place(text) ? text : where, owner);
-  return losing + 1;
+  bool lost = note_real(losses, text, RealSource::formula, is_real(text) && has_place(text) ? text : where, owner);
+  return losing + (lost ? 1 : 0);
 }
 
 namespace {

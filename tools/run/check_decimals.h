@@ -48,8 +48,8 @@ struct RealOwner {
 bool loses_decimals(double value);
 
 // A real the program gets: `real` a number cell, found at `where`; for a
-// value, `where` is its (v_real X) form.
-void note_real(DecimalLosses& losses, const Cell* real, RealSource source, const Cell* where,
+// value, `where` is its (v_real X) form. Whether it loses digits.
+bool note_real(DecimalLosses& losses, const Cell* real, RealSource source, const Cell* where,
                const RealOwner& owner);
 
 // Every real of a C text as the engine builds it: each at its own place

@@ -22,6 +22,7 @@
 #include "tools/run/coverage_dump.h"
 #include "tools/run/run_dir.h"
 #include "tools/run/scramble.h"
+#include "tools/run/talvon_fault.h"
 
 namespace {
 
@@ -135,20 +136,15 @@ Finding fatal_finding(const std::string& text, const Finding& context, size_t ch
   Finding finding = context;
   finding.severity = Severity::error;
   std::string message, detail;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find('\n', start);
-    std::string line = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
-    start = end == std::string::npos ? text.size() : end + 1;
-    char file[4096];
-    long at_line = 0, at_character = 0;
-    if (sscanf(line.c_str(), "File %4095s line %ld character %ld", file, &at_line, &at_character) == 3) {
-      if (at_character > 0) {
-        finding.file = file;
-        finding.line = at_line;
-        finding.character = at_character;
+  for (const std::string& line : output_lines(text)) {
+    TalvonPlace place;
+    if (talvon_place(line, place)) {
+      if (place.character > 0) {
+        finding.file = place.file;
+        finding.line = place.line;
+        finding.character = place.character;
         if (finding.file == input->portfolio_path && chunk < input->chunks.size()) {
-          finding.line = input->chunks[chunk].lines.user_line(at_line);
+          finding.line = input->chunks[chunk].lines.user_line(place.line);
         }
       }
     } else if (message.empty() && !line.empty()) {
